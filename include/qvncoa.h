@@ -1,0 +1,151 @@
+/* NCOALink move processing: the exported C interface of libqvncoa. */
+#ifndef QVNCOA_H
+#define QVNCOA_H
+
+#include "qv_proxy.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+#if defined(__GNUC__)
+#define QVNCOA_API __attribute__((visibility("default")))
+#else
+#define QVNCOA_API
+#endif
+
+/* Return codes of the exported functions. */
+enum {
+    QVNCOA_OK = 1000,
+    QVNCOA_OK_MOVE_TOO_OLD = 1001,
+    QVNCOA_ERR_WORDMAP = 1011,
+    QVNCOA_ERR_FLAT_ON_HASH = 1012,
+    QVNCOA_ERR_HASH_ON_FLAT = 1013,
+    QVNCOA_ERR_NO_NAME_RULES = 1014,
+    QVNCOA_ERR_BIT_POSITION = 1020,
+    QVNCOA_ERR_ZIP_INDEX = 1023,
+    QVNCOA_ERR_DELIVERY_POINT = 1024,
+    QVNCOA_ERR_RANGE_EXPLOSION = 1025,
+    QVNCOA_ERR_RANGE_EXPANSION = 1026,
+    QVNCOA_ERR_NO_MEMORY = 1030,
+    QVNCOA_ERR_FILE_OPEN = 1040,
+    QVNCOA_ERR_FILE_WRITE = 1041,
+    QVNCOA_ERR_FILE_PACKED_SIZE = 1042,
+    QVNCOA_ERR_FILE_SIZE = 1043,
+    QVNCOA_ERR_INTERNAL = 1050,
+    QVNCOA_ERR_NULL_OBJECT = 1051,
+    QVNCOA_ERR_ARGUMENT = 1052,
+    QVNCOA_ERR_CANCELLED = 1053,
+    QVNCOA_ERR_DATA_EXPIRED = 1060,
+    QVNCOA_ERR_PARSER_NOT_STARTED = 1070,
+    QVNCOA_ERR_PARSER_FAILURE = 1071,
+    QVNCOA_ERR_PARSER_LOCALE = 1072,
+    QVNCOA_ERR_PARSER_STARTUP = 1073,
+    QVNCOA_ERR_PARSER_KB_PATH = 1074,
+    QVNCOA_ERR_HEADER_INVALID = 1080,
+    QVNCOA_ERR_SHA1_MISMATCH = 1081,
+    QVNCOA_ERR_FILE_NOT_IN_HEADER = 1082
+};
+
+/* Buffer size the errorText arguments must have, when not null. */
+enum { QVNCOA_ERROR_TEXT_SIZE = 1024 };
+
+/* Lookup modes: which of the business, individual and family searches run. */
+typedef enum eQVNCOA_BIFLookupMode {
+    eBIF_All = 0,
+    eBIF_BusinessOnly = 1,
+    eBIF_IndividualOnly = 2,
+    eBIF_BusinessIndividual = 3,
+    eBIF_IndividualFamily = 4
+} eQVNCOA_BIFLookupMode;
+
+/* Flags of qvncoa_init_data_obj. */
+enum {
+    QVNCOA_INIT_FLAT_KEY_1 = 2, /* flat index key size: 2 alone 1 byte, 4 alone 2, both 3 */
+    QVNCOA_INIT_FLAT_KEY_2 = 4,
+    QVNCOA_INIT_IN_MEMORY = 8   /* keep the large files and bit tables in memory */
+};
+/* Flags of the lookups. */
+enum { QVNCOA_LOOKUP_DEBUG = 1 };
+
+/* The answer record. Text fields are NUL-terminated and trimmed. */
+typedef struct qvncoa_out_addr_t {
+    char inputName[200];
+    char name[200];
+    char addressLine[200];
+    char primaryNumber[30];
+    char preDirectional[30];
+    char streetName[30];
+    char suffix[30];
+    char postDirectional[30];
+    char secondaryDesignator[30];
+    char secondaryNumber[30];
+    char lastLine[200];
+    char city[30];
+    char state[30];
+    char zip[30];
+    char zip4[30];
+    char carrierRoute[30];
+    char moveEffectiveDate[30];
+    char moveType;
+    char deliveryPoint[30];
+    char checkDigit;
+    char urbanization[30];
+    char returnCode[30];
+    char footnote[30];
+    int lookupCount;
+    int monthsSinceMove;
+    int moveTooOld;
+    void* avRecord;
+} qvncoa_out_addr_t;
+
+/* Progress callback: return 1000 to go on, anything else stops the work (1053). */
+typedef struct qvncoa_prog_cb_t {
+    int (*callback)(unsigned current, unsigned total, qvncoa_out_addr_t* record, void* userData);
+    void* userData;
+} qvncoa_prog_cb_t;
+
+/* Input record of qvncoa_lookup_without_qvav; the five texts must not be null. */
+typedef struct qvncoa_in_addr_t {
+    const char* name;
+    const char* primaryNumber;
+    const char* secondaryNumber;
+    const char* zip9;
+    const char* secondaryDesignator;
+    char recordType;
+} qvncoa_in_addr_t;
+
+/* What the data set's header says of it. */
+typedef struct qvncoa_release_info_t {
+    char setName[51];
+    char date1[9];
+    int sequence;
+    char date2[9];
+    char date3[9];
+    int fileCount;
+    char setLetter;
+    char setLetter2;
+} qvncoa_release_info_t;
+
+/* Build identity. */
+QVNCOA_API extern const int qvx_build_number;
+QVNCOA_API extern const char* const qvx_build_version;
+QVNCOA_API extern const char* const qvx_build_info;
+
+/* Opens a data set. *dataObj is set before loading starts, so a failed call may
+ * leave it set: pass it to qvncoa_destroy_data_obj then. */
+QVNCOA_API int qvncoa_init_data_obj(void** dataObj, const char* dataRoot, const char* lkmPath,
+                                    const char* proxyConfig, qv_target_version version,
+                                    const char* parseDefinition, char* errorText, unsigned flags);
+QVNCOA_API void qvncoa_destroy_data_obj(void** dataObj);
+QVNCOA_API int qvncoa_getNCOAReleaseInfo(void* dataObj, qvncoa_release_info_t* info);
+
+/* Looks up a record whose address is already verified. */
+QVNCOA_API int qvncoa_lookup_without_qvav(void* dataObj, const qvncoa_in_addr_t* in, qvncoa_out_addr_t* out,
+                                          int mode, int medMonths, char* errorText, unsigned flags);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif
