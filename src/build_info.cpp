@@ -5,7 +5,7 @@
 #endif
 
 extern "C" {
-QVNCOA_API const int qvx_build_number = QVNCOA_BUILD_NUMBER;
-QVNCOA_API const char* const qvx_build_version = "0.1.0";
-QVNCOA_API const char* const qvx_build_info = "libqvncoa 0.1.0 (" __DATE__ ")";
+const int qvx_build_number = QVNCOA_BUILD_NUMBER;
+const char* const qvx_build_version = "0.1.0";
+const char* const qvx_build_info = "libqvncoa 0.1.0 (" __DATE__ ")";
 }
