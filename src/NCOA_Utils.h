@@ -32,8 +32,9 @@ public:
     fio_file_error(int code, const char* path) : qvncoa_exception(code, path) {}
 };
 
-// Debug log line to standard output. The formatted text is used again as a
-// format string, so a '%' in it is read twice (kept as it always was).
+// Debug log line to standard output. The formatted text is read once more as a
+// format: "%%" in it halves. Other conversions are not expanded a second time,
+// so a '%' in a caller's name cannot read arguments that are not there.
 void log(const char* format, ...) __attribute__((format(printf, 1, 2)));
 
 int ncoa_snprintf(char* buf, size_t size, const char* format, ...) __attribute__((format(printf, 3, 4)));
