@@ -18,17 +18,22 @@ namespace {
 constexpr size_t kDefaultBuf = 64 * 1024;
 // Probes read one byte at scattered places: a large read-ahead would be waste.
 constexpr size_t kProbeBuf = 512;
+// First read-ahead after an open or a seek; it doubles up to the buffer size
+// while reading goes on in sequence.
+constexpr size_t kFirstReadAhead = 4096;
 
 }  // namespace
 
 struct hx_file {
     int fd = -1;
     bool writing = false;
-    char* buf = nullptr;
+    bool random = true;  // nothing read since the open or the last seek
+    char* buf = nullptr; // allocated when first needed
     size_t bufSize = 0;
-    size_t pos = 0;     // read: next unread byte in buf
-    size_t len = 0;     // read: valid bytes in buf; write: pending bytes in buf
-    int64_t fdPos = 0;  // where the descriptor stands
+    size_t pos = 0;      // read: next unread byte in buf
+    size_t len = 0;      // read: valid bytes in buf; write: pending bytes in buf
+    size_t readAhead = kFirstReadAhead;
+    int64_t fdPos = 0;   // where the descriptor stands
     int err = 0;
 };
 
@@ -41,9 +46,59 @@ struct hx_dir {
 
 namespace {
 
+// Searches open and close a file at every call. One closed handle, with its
+// buffer, is kept per thread so that this costs no heap traffic.
+struct SpareFile {
+    hx_file* f = nullptr;
+    ~SpareFile() {
+        if (f) {
+            std::free(f->buf);
+            delete f;
+        }
+    }
+};
+thread_local SpareFile tlsSpare;
+
+hx_file* takeFile(size_t bufSize) {
+    hx_file* f = tlsSpare.f;
+    tlsSpare.f = nullptr;
+    char* keep = nullptr;
+    if (f != nullptr) {
+        if (f->bufSize == bufSize) keep = f->buf;
+        else std::free(f->buf);
+        *f = hx_file();
+    } else {
+        f = new (std::nothrow) hx_file;
+        if (f == nullptr) return nullptr;
+    }
+    f->buf = keep;
+    f->bufSize = bufSize;
+    f->readAhead = bufSize < kFirstReadAhead ? bufSize : kFirstReadAhead;
+    return f;
+}
+
+void dropFile(hx_file* f) {
+    if (tlsSpare.f == nullptr) {
+        tlsSpare.f = f;
+        return;
+    }
+    std::free(f->buf);
+    delete f;
+}
+
 int failWith(hx_file* f, int e) {
     if (f) f->err = e;
     return e;
+}
+
+bool ensureBuffer(hx_file* f) {
+    if (f->buf != nullptr) return true;
+    f->buf = static_cast<char*>(std::malloc(f->bufSize));
+    if (f->buf == nullptr) {
+        failWith(f, ENOMEM);
+        return false;
+    }
+    return true;
 }
 
 ssize_t readRetry(int fd, void* p, size_t n) {
@@ -77,7 +132,9 @@ int flushWrite(hx_file* f) {
 
 // Refills the read buffer; bytes now available, 0 at the end, -1 on error.
 ssize_t fillRead(hx_file* f) {
-    ssize_t r = readRetry(f->fd, f->buf, f->bufSize);
+    if (!ensureBuffer(f)) return -1;
+    size_t want = f->readAhead < f->bufSize ? f->readAhead : f->bufSize;
+    ssize_t r = readRetry(f->fd, f->buf, want);
     if (r < 0) {
         failWith(f, errno);
         return -1;
@@ -85,6 +142,7 @@ ssize_t fillRead(hx_file* f) {
     f->fdPos += r;
     f->pos = 0;
     f->len = static_cast<size_t>(r);
+    f->readAhead = want * 2 < f->bufSize ? want * 2 : f->bufSize;
     return r;
 }
 
@@ -131,18 +189,13 @@ int hx_fio_open(const char* path, int mode, hx_file** file) {
         return statErr;
     }
 
-    hx_file* f = new (std::nothrow) hx_file;
-    char* buf = static_cast<char*>(std::malloc(bufSize));
-    if (f == nullptr || buf == nullptr) {
-        delete f;
-        std::free(buf);
+    hx_file* f = takeFile(bufSize);
+    if (f == nullptr) {
         ::close(fd);
         return ENOMEM;
     }
     f->fd = fd;
     f->writing = writing;
-    f->buf = buf;
-    f->bufSize = bufSize;
     *file = f;
     return 0;
 }
@@ -151,8 +204,7 @@ int hx_fio_close(hx_file* file) {
     if (file == nullptr) return 0;
     int rc = flushWrite(file);
     if (::close(file->fd) != 0 && rc == 0) rc = errno;
-    std::free(file->buf);
-    delete file;
+    dropFile(file);
     return rc;
 }
 
@@ -197,6 +249,8 @@ int64_t hx_fio_seek(hx_file* file, int64_t offset, int whence) {
     file->fdPos = r;
     file->pos = 0;
     file->len = 0;
+    file->random = true;
+    file->readAhead = file->bufSize < kFirstReadAhead ? file->bufSize : kFirstReadAhead;
     return r;
 }
 
@@ -217,8 +271,9 @@ int64_t hx_fio_getb(hx_file* file, void* buffer, size_t count) {
             done += n;
             continue;
         }
-        if (count - done >= file->bufSize) {
-            // Large reads bypass the buffer.
+        if (count - done >= file->bufSize || file->random) {
+            // Large reads bypass the buffer, and so does the first read after a
+            // seek: probes of a binary search want no read-ahead.
             ssize_t r = readRetry(file->fd, out + done, count - done);
             if (r < 0) {
                 failWith(file, errno);
@@ -227,6 +282,7 @@ int64_t hx_fio_getb(hx_file* file, void* buffer, size_t count) {
             if (r == 0) break;
             file->fdPos += r;
             file->pos = file->len = 0;
+            file->random = false;
             done += static_cast<size_t>(r);
             continue;
         }
@@ -244,6 +300,7 @@ int64_t hx_fio_putb(hx_file* file, const void* buffer, size_t count) {
         return -1;
     }
     const char* in = static_cast<const char*>(buffer);
+    if (count < file->bufSize && !ensureBuffer(file)) return -1;
     if (file->len + count <= file->bufSize) {
         std::memcpy(file->buf + file->len, in, count);
         file->len += count;
@@ -266,6 +323,7 @@ int hx_fio_gets(hx_file* file, char* buffer, int size) {
         failWith(file, EBADF);
         return -1;
     }
+    file->random = false;
     int n = 0;
     while (n < size - 1) {
         if (file->pos == file->len) {
@@ -312,7 +370,7 @@ long hx_fio_bufsize(hx_file* file, long size) {
     // A new size is taken only while nothing is buffered.
     bool empty = file->writing ? file->len == 0 : file->pos == file->len;
     if (!empty) return static_cast<long>(file->bufSize);
-    char* nb = static_cast<char*>(std::realloc(file->buf, static_cast<size_t>(size)));
+    char* nb = static_cast<char*>(std::realloc(file->buf, static_cast<size_t>(size)));  // null buf: malloc
     if (nb == nullptr) return static_cast<long>(file->bufSize);
     file->buf = nb;
     file->bufSize = static_cast<size_t>(size);
