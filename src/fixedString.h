@@ -115,6 +115,10 @@ struct fixedString {
 
     void sanityCheck() const {}
 
+    // Byte order of the text up to its NUL: the key order of the name tables.
+    bool operator<(const fixedString& o) const { return std::strcmp(buf, o.buf) < 0; }
+    bool operator==(const fixedString& o) const { return std::strcmp(buf, o.buf) == 0; }
+
     void leftShiftRemove(char c) {
         for (int k = 0; k < N && buf[0] == c; ++k) {
             std::memmove(buf, buf + 1, N - 1);
