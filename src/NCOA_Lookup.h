@@ -1,0 +1,41 @@
+// The search for one EMDP: which names to try, and in what order.
+#pragma once
+
+#include "NCOA_Types.h"
+#include "RV9.h"
+
+namespace QV_NCOA {
+
+class CNCOA_Lookup : public CNCOA_RV9 {
+public:
+    CNCOA_Lookup(const CNCOA_DataTables& tables, bool debug);
+
+    void reset();
+    bool doClks05c0(const NCOAInput& input, unsigned long emdp, eQVNCOA_BIFLookupMode mode);
+
+    // The working answer, read by the record driver after each search.
+    const NCOAAnswer& workingAnswer() const { return answer; }
+
+protected:
+    const CNCOA_DataTables& tables;
+    bool debug;
+    nameStruct lookupName;
+    char lookupGender;
+    nameStruct parsedName;
+    char parsedGender;
+    char searchKey[49];
+    fixedString<60> inputName;
+    fixedString<20> hyphenScratch;
+    fixedString<15> savedFirst;
+    fixedString<2> inputMiddle;
+    fixedString<5> zip5;
+    LookupRes res;
+    bool middleAsFirst;
+    bool familyTried;
+    char firstInitialTry;
+    NCOAAnswer savedAnswer;
+    NCOAAnswer answer;
+    int searchMode;
+};
+
+}  // namespace QV_NCOA
