@@ -1,0 +1,503 @@
+// Files of fixed-size records, sorted on a leading key, with no header: the
+// owning buffer, the whole-file reader, the binary searches, and the layout of
+// every record type of the data set.
+#pragma once
+
+#include <cstdint>
+#include <cstring>
+#include <memory>
+#include <new>
+#include <utility>
+#include <vector>
+
+#include "NCOA_Utils.h"
+#include "hx_fio.h"
+
+namespace QV_NCOA {
+
+// An owning block of T with its element count (bytes for unsigned char).
+template <typename T>
+struct ManagedBuf {
+    uint64_t count = 0;
+    T* buf = nullptr;
+
+    ManagedBuf() = default;
+    ~ManagedBuf() { release(); }
+    ManagedBuf(const ManagedBuf&) = delete;
+    ManagedBuf& operator=(const ManagedBuf&) = delete;
+    ManagedBuf(ManagedBuf&& o) noexcept : count(o.count), buf(o.buf) {
+        o.count = 0;
+        o.buf = nullptr;
+    }
+    ManagedBuf& operator=(ManagedBuf&& o) noexcept {
+        if (this != &o) {
+            release();
+            std::swap(count, o.count);
+            std::swap(buf, o.buf);
+        }
+        return *this;
+    }
+
+    void release() {
+        delete[] buf;
+        buf = nullptr;
+        count = 0;
+    }
+    // Frees what is held and allocates n elements, left uninitialised (they are
+    // filled from files). False, with the buffer empty, if that fails.
+    bool allocate(uint64_t n) {
+        release();
+        if (n == 0) return false;
+        buf = new (std::nothrow) T[n];
+        if (buf == nullptr) return false;
+        count = n;
+        return true;
+    }
+    bool empty() const { return buf == nullptr; }
+    T& operator[](uint64_t i) { return buf[i]; }
+    const T& operator[](uint64_t i) const { return buf[i]; }
+};
+
+// ---------------------------------------------------------------------------
+// Record types. Character fields are raw bytes, blank-padded, unterminated.
+// deserialize copies one file record and is true in every case; compare looks
+// at the key alone, file record first, search key second.
+
+inline uint32_t readBE32(const unsigned char* p) {
+    return (uint32_t(p[0]) << 24) | (uint32_t(p[1]) << 16) | (uint32_t(p[2]) << 8) | uint32_t(p[3]);
+}
+inline uint16_t readBE16(const unsigned char* p) { return static_cast<uint16_t>((p[0] << 8) | p[1]); }
+inline uint64_t readBE(const unsigned char* p, int n) {
+    uint64_t v = 0;
+    for (int i = 0; i < n; ++i) v = (v << 8) | p[i];
+    return v;
+}
+
+// ZIP+4 and delivery point to its current 11-digit code. Only the key is read.
+struct x11Record {
+    enum { SIZE = 24 };
+    char zip11[11];
+    char flag1;
+    char zip11b[11];  // carried along; nothing reads it
+    char flag2;
+    static bool deserialize(const unsigned char* raw, x11Record& r) {
+        std::memcpy(&r, raw, SIZE);
+        return true;
+    }
+    static int compare(const x11Record& a, const x11Record& b) { return std::memcmp(a.zip11, b.zip11, 11); }
+};
+
+// City by ZIP.
+struct czpRecord {
+    enum { SIZE = 48 };
+    char zip[5];
+    char state[2];
+    char city[28];
+    char shortCity[13];
+    static bool deserialize(const unsigned char* raw, czpRecord& r) {
+        std::memcpy(&r, raw, SIZE);
+        return true;
+    }
+    static int compare(const czpRecord& a, const czpRecord& b) { return std::memcmp(a.zip, b.zip, 5); }
+};
+
+// City by last-line number; city and short form stand the other way round.
+struct clnRecord {
+    enum { SIZE = 49 };
+    char lastLine[6];
+    char state[2];
+    char shortCity[13];
+    char city[28];
+    static bool deserialize(const unsigned char* raw, clnRecord& r) {
+        std::memcpy(&r, raw, SIZE);
+        return true;
+    }
+    static int compare(const clnRecord& a, const clnRecord& b) { return std::memcmp(a.lastLine, b.lastLine, 6); }
+};
+
+struct leftRiteRecord {
+    enum { SIZE = 11 };
+    char zip9[9];
+    char side;  // only 'R' means anything
+    char spare;
+    static bool deserialize(const unsigned char* raw, leftRiteRecord& r) {
+        std::memcpy(&r, raw, SIZE);
+        return true;
+    }
+    static int compare(const leftRiteRecord& a, const leftRiteRecord& b) { return std::memcmp(a.zip9, b.zip9, 9); }
+};
+
+// The string dictionaries of rv9.esd: one packed text each (three characters
+// in a big-endian 16-bit word, base 40, leftovers one byte each). Reached by
+// index only, so they have no key: every entry compares equal.
+template <int CHARS>
+struct packedTextRecord {
+    enum { TEXT_LENGTH = CHARS, SIZE = 2 * (CHARS / 3) + CHARS % 3 };
+    unsigned char packed[SIZE];
+    static bool deserialize(const unsigned char* raw, packedTextRecord& r) {
+        std::memcpy(r.packed, raw, SIZE);
+        return true;
+    }
+    static int compare(const packedTextRecord&, const packedTextRecord&) { return 0; }
+};
+using pnoRecord = packedTextRecord<10>;  // primary number, 7 bytes
+using dscRecord = packedTextRecord<4>;   // secondary designator, 3 bytes
+using snoRecord = packedTextRecord<8>;   // secondary number, 6 bytes
+using sufRecord = packedTextRecord<4>;   // street suffix, 3 bytes
+using namRecord = packedTextRecord<28>;  // street name, 19 bytes
+using crdRecord = packedTextRecord<4>;   // carrier route, 3 bytes
+using llnRecord = packedTextRecord<6>;   // last-line number, 4 bytes
+
+// One range of delivery addresses under a ZIP+4. The key is held in host
+// order; words A, B and C stay as they are in the file (big-endian).
+struct rv9Esd {
+    enum { SIZE = 26 };
+    uint32_t key;
+    unsigned char words[22];
+    static bool deserialize(const unsigned char* raw, rv9Esd& r) {
+        r.key = readBE32(raw);
+        std::memcpy(r.words, raw + 4, sizeof r.words);
+        return true;
+    }
+    static int compare(const rv9Esd& a, const rv9Esd& b) { return a.key < b.key ? -1 : (a.key > b.key ? 1 : 0); }
+    uint64_t wordA() const { return readBE(words, 8); }
+    uint64_t wordB() const { return readBE(words + 8, 8); }
+    uint64_t wordC() const { return readBE(words + 16, 6); }
+};
+
+// One move key of a flat data set.
+struct fltRecord {
+    enum { SIZE = 18 };
+    unsigned char key[9];  // bytes 11 to 19 of the SHA-1 key
+    unsigned char data[8];
+    unsigned char spare;
+    static bool deserialize(const unsigned char* raw, fltRecord& r) {
+        std::memcpy(&r, raw, SIZE);
+        return true;
+    }
+    static int compare(const fltRecord& a, const fltRecord& b) { return std::memcmp(a.key, b.key, 9); }
+};
+
+// Row of the file lcd: four-digit replacement by ZIP+4. Both numbers in host
+// order. CNCOA_LCDTable names this type as its lcdEntry.
+struct lcdEntry {
+    enum { SIZE = 6 };
+    uint32_t zip9;
+    uint16_t value;
+    static bool deserialize(const unsigned char* raw, lcdEntry& r) {
+        r.zip9 = readBE32(raw);
+        r.value = readBE16(raw + 4);
+        return true;
+    }
+    static int compare(const lcdEntry& a, const lcdEntry& b) {
+        return a.zip9 < b.zip9 ? -1 : (a.zip9 > b.zip9 ? 1 : 0);
+    }
+};
+
+// Daily delete entry.
+struct DDRecord {
+    enum { SIZE = 12 };
+    unsigned char key[8];
+    int sequence;  // four decimal characters on file
+    static bool deserialize(const unsigned char* raw, DDRecord& r) {
+        std::memcpy(r.key, raw, 8);
+        r.sequence = atoin(reinterpret_cast<const char*>(raw + 8), 4);
+        return true;
+    }
+    static int compare(const DDRecord& a, const DDRecord& b) { return std::memcmp(a.key, b.key, 8); }
+};
+
+// Gender by first name.
+struct genderStruct {
+    enum { SIZE = 12 };
+    char name[10];
+    char gender;
+    char term;  // 0 in memory, whatever the file holds
+    static bool deserialize(const unsigned char* raw, genderStruct& r) {
+        std::memcpy(r.name, raw, 10);
+        r.gender = static_cast<char>(raw[10]);
+        r.term = 0;
+        return true;
+    }
+    static int compare(const genderStruct& a, const genderStruct& b) { return std::memcmp(a.name, b.name, 10); }
+};
+
+// Firm name by address key. The file ends with eight 0xFF and forty 'Z'.
+struct BusinessLstItem {
+    enum { SIZE = 48 };
+    unsigned char key[8];
+    char name[40];
+    static bool deserialize(const unsigned char* raw, BusinessLstItem& r) {
+        std::memcpy(&r, raw, SIZE);
+        return true;
+    }
+    static int compare(const BusinessLstItem& a, const BusinessLstItem& b) { return std::memcmp(a.key, b.key, 8); }
+};
+
+// Urbanization name by ZIP+4.
+struct urbanizationStruct {
+    enum { SIZE = 38 };
+    char zip9[9];
+    char name[28];
+    char spare;
+    static bool deserialize(const unsigned char* raw, urbanizationStruct& r) {
+        std::memcpy(&r, raw, SIZE);
+        return true;
+    }
+    static int compare(const urbanizationStruct& a, const urbanizationStruct& b) {
+        return std::memcmp(a.zip9, b.zip9, 9);
+    }
+};
+
+static_assert(sizeof(x11Record) == 24 && sizeof(czpRecord) == 48 && sizeof(clnRecord) == 49 &&
+                  sizeof(leftRiteRecord) == 11 && sizeof(fltRecord) == 18 && sizeof(BusinessLstItem) == 48 &&
+                  sizeof(urbanizationStruct) == 38,
+              "byte records mirror the file layout");
+static_assert(sizeof(pnoRecord) == 7 && sizeof(dscRecord) == 3 && sizeof(snoRecord) == 6 &&
+                  sizeof(namRecord) == 19 && sizeof(llnRecord) == 4,
+              "packed text sizes");
+
+// ---------------------------------------------------------------------------
+
+template <typename T>
+class CBinFileUtils {
+public:
+    using Deserialize = bool (*)(const unsigned char*, T&);
+    using Compare = int (*)(const T&, const T&);
+
+    // Reads a whole file of recSize-byte records into out. Throws 1043 when the
+    // size can't be had, 1042 when it is no multiple of recSize, bad_alloc for
+    // an empty file. False when the file doesn't open (out stays allocated) or
+    // fewer records were read than its size promised.
+    static bool readPackedFile(const char* path, ManagedBuf<T>& out, unsigned int recSize, Deserialize deserialize) {
+        unsigned size = 0;
+        int err = 0;
+        if (!fileSize(path, size, err)) throw fio_file_error(1043, path);
+        if (recSize == 0 || size % recSize != 0) throw fio_file_error(1042, path);
+        uint64_t count = size / recSize;
+        if (count == 0 || out.buf == nullptr || out.count != count) {
+            if (!out.allocate(count)) throw std::bad_alloc();
+        }
+        std::unique_ptr<unsigned char[]> rec(new (std::nothrow) unsigned char[recSize]);
+        if (!rec) {
+            out.release();
+            throw std::bad_alloc();
+        }
+        hx_file* f = nullptr;
+        if (hx_fio_open(path, HX_FIO_READ, &f) != 0 || f == nullptr) return false;
+        hx_fio_closer hold(f);
+        uint64_t n = 0;
+        while (hx_fio_getb(f, rec.get(), recSize) == static_cast<int64_t>(recSize)) {
+            // A file that grew since it was sized is counted, not overrun.
+            if (n < count) deserialize(rec.get(), out.buf[n]);
+            ++n;
+        }
+        return n == count;
+    }
+
+    // Binary search of a sorted file between low and high (record indexes,
+    // both clamped to the last record; high 0 means the last record).
+    static bool binSearch(const char* path, T key, T& found, unsigned long& index, Compare compare,
+                          Deserialize deserialize, unsigned int recSize, unsigned long low, unsigned long high) {
+        unsigned long last;
+        if (!lastIndex(path, recSize, last)) return false;
+        low = low < last ? low : last;
+        high = high < last ? high : last;
+        if (high == 0) high = last;
+
+        hx_file* f = nullptr;
+        if (hx_fio_open(path, HX_FIO_READ, &f) != 0 || f == nullptr) return false;
+        hx_fio_closer hold(f);
+        if (low > high) return false;
+
+        RecordBuf raw(recSize);
+        T rec;
+        while (low != high) {
+            unsigned long mid = low + (high - low) / 2;
+            readAt(f, path, mid, recSize, raw.p);
+            if (!deserialize(raw.p, rec)) return false;
+            int c = compare(rec, key);
+            if (c > 0) {
+                if (mid == 0) return false;
+                high = mid - 1;
+            } else if (c == 0) {
+                found = rec;
+                index = mid;
+                return true;
+            } else {
+                if (mid == last) return false;
+                low = mid + 1;
+            }
+            if (low > high) return false;
+        }
+        readAt(f, path, low, recSize, raw.p);
+        if (!deserialize(raw.p, rec)) return false;
+        if (compare(rec, key) != 0) return false;
+        found = rec;
+        index = low;
+        return true;
+    }
+
+    // binSearch over an image of the file in memory.
+    static bool binSearchRawMem(const unsigned char* buf, unsigned long bufSize, T key, T& found, unsigned long& index,
+                                Compare compare, Deserialize deserialize, unsigned int recSize, unsigned long low,
+                                unsigned long high) {
+        if (buf == nullptr || bufSize == 0 || recSize == 0 || bufSize < recSize) return false;
+        unsigned long last = bufSize / recSize - 1;
+        low = low < last ? low : last;
+        high = high < last ? high : last;
+        if (high == 0) high = last;
+        if (low > high) return false;
+
+        const unsigned long maxOffset = bufSize - recSize;
+        T rec;
+        for (;;) {
+            unsigned long mid = low == high ? low : low + (high - low) / 2;
+            unsigned long off = mid * recSize;
+            if (off > maxOffset) return false;
+            if (!deserialize(buf + off, rec)) return false;
+            int c = compare(rec, key);
+            if (c == 0) {
+                found = rec;
+                index = mid;
+                return true;
+            }
+            if (low == high) return false;
+            if (c > 0) {
+                if (mid == 0) return false;
+                high = mid - 1;
+            } else {
+                if (mid == last) return false;
+                low = mid + 1;
+            }
+            if (low > high) return false;
+        }
+    }
+
+    // binSearch over a table read whole. A table of one record never yields a
+    // hit: its last index is 0, which ends the search at once. Kept so.
+    static bool binSearchMem(const ManagedBuf<T>& table, T key, T& found, unsigned long& index, Compare compare) {
+        if (table.buf == nullptr || table.count <= 1) return false;
+        unsigned long last = static_cast<unsigned long>(table.count - 1);
+        unsigned long low = 0;
+        unsigned long high = last;
+        for (;;) {
+            unsigned long mid = low == high ? low : low + (high - low) / 2;
+            int c = compare(table.buf[mid], key);
+            if (c == 0) {
+                found = table.buf[mid];
+                index = mid;
+                return true;
+            }
+            if (low == high) return false;
+            if (c > 0) {
+                if (mid == 0) return false;
+                high = mid - 1;
+            } else {
+                if (mid == last) return false;
+                low = mid + 1;
+            }
+            if (low > high) return false;
+        }
+    }
+
+    // All records equal to key, in file order. first and last follow the walk
+    // as it steps, so near the bounds they may stop one short of the records
+    // returned: callers read the vector, not the indexes.
+    static bool binSearchMulti(const char* path, T key, std::vector<T>& out, Compare compare, Deserialize deserialize,
+                               unsigned int recSize, unsigned long& first, unsigned long& last, unsigned long low,
+                               unsigned long high) {
+        out.clear();
+        first = last = 0;
+        T hit;
+        unsigned long at = 0;
+        if (!binSearch(path, key, hit, at, compare, deserialize, recSize, low, high)) return false;
+        first = last = at;
+
+        unsigned long lastIdx;
+        if (!lastIndex(path, recSize, lastIdx)) return true;  // binSearch found it, so never
+        low = low < lastIdx ? low : lastIdx;
+        high = high < lastIdx ? high : lastIdx;  // a high of 0 stays 0: no forward walk
+
+        hx_file* f = nullptr;
+        if (hx_fio_open(path, HX_FIO_READ, &f) != 0 || f == nullptr) return true;
+        hx_fio_closer hold(f);
+
+        RecordBuf raw(recSize);
+        T rec;
+        if (at > 0) {
+            unsigned long i = at - 1;
+            while (i >= low) {
+                readAt(f, path, i, recSize, raw.p);
+                deserialize(raw.p, rec);
+                if (compare(rec, key) != 0) break;
+                out.push_back(rec);
+                if (i == 0 || i - 1 < low) break;  // the step back would pass low
+                --i;
+                --first;
+            }
+        }
+        std::vector<T> reversed(out.rbegin(), out.rend());
+        out.swap(reversed);
+        out.push_back(hit);
+
+        if (at < high) {
+            unsigned long i = at + 1;
+            seekTo(f, path, i, recSize);
+            while (i <= high) {
+                readNext(f, path, recSize, raw.p);
+                deserialize(raw.p, rec);
+                if (compare(rec, key) != 0) break;
+                out.push_back(rec);
+                ++i;
+                if (i <= high) ++last;
+            }
+        }
+        return true;
+    }
+
+private:
+    // Probe buffer on the stack: the searches run on the lookup path, where no
+    // heap is taken. Every record of the data set is far below 64 bytes.
+    struct RecordBuf {
+        unsigned char local[64];
+        std::unique_ptr<unsigned char[]> heap;
+        unsigned char* p;
+        explicit RecordBuf(unsigned int size) : p(local) {
+            if (size > sizeof local) {
+                heap.reset(new unsigned char[size]);
+                p = heap.get();
+            }
+        }
+    };
+
+    // Last record index of the file. Throws 1043 when the size can't be had;
+    // false for a file without one whole record, where nothing can be found.
+    static bool lastIndex(const char* path, unsigned int recSize, unsigned long& last) {
+        unsigned size = 0;
+        int err = 0;
+        if (!fileSize(path, size, err)) throw fio_file_error(1043, path);
+        if (recSize == 0 || size < recSize) return false;
+        last = size / recSize - 1;
+        return true;
+    }
+
+    // A failed seek or read carries the layer's system error; a short read at
+    // a place the size promised (the file shrank) has none and reports 1040.
+    [[noreturn]] static void fail(hx_file* f, const char* path) {
+        int e = hx_fio_syserr(f);
+        throw fio_file_error(e != 0 ? e : 1040, path);
+    }
+    static void seekTo(hx_file* f, const char* path, unsigned long i, unsigned int recSize) {
+        if (hx_fio_seek(f, static_cast<int64_t>(i) * recSize, HX_SEEK_SET) < 0) fail(f, path);
+    }
+    static void readNext(hx_file* f, const char* path, unsigned int recSize, unsigned char* raw) {
+        if (hx_fio_getb(f, raw, recSize) != static_cast<int64_t>(recSize)) fail(f, path);
+    }
+    static void readAt(hx_file* f, const char* path, unsigned long i, unsigned int recSize, unsigned char* raw) {
+        seekTo(f, path, i, recSize);
+        readNext(f, path, recSize, raw);
+    }
+};
+
+}  // namespace QV_NCOA
