@@ -41,6 +41,8 @@ public:
                     const char* definitionName, unsigned int flags);
 
     unsigned int getHSXSize(int section, char letter) const;
+    // Identity, age and proof of the data set (implemented with DVDHeader).
+    void readDVDHeaders();
     int daysUntilExpiration() const;
     bool NCOADataIsExpired() const;
     int verifyDVDFileHashes(QvbString& mismatches, qvncoa_prog_cb_t* progress);
