@@ -13,6 +13,8 @@ public:
 
     bool operator==(const QvbString& o) const { return s_ == o.s_; }
     bool operator!=(const QvbString& o) const { return s_ != o.s_; }
+    // Byte order, so that texts can key ordered maps.
+    bool operator<(const QvbString& o) const { return s_ < o.s_; }
 
     const char* asCstr() const { return s_.c_str(); }
     int length() const { return static_cast<int>(s_.size()); }
