@@ -1,0 +1,80 @@
+// Knowledge base of the name-parsing engine: word lists read once from plain
+// text files, then never written again, so any number of threads may read it.
+#ifndef QVN_KB_H
+#define QVN_KB_H
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace qvname {
+
+// Classes a word may belong to; one word may hold several (SR is a title
+// before the name and a generational suffix after it).
+enum WordClass : uint16_t {
+  WC_TITLE = 1,
+  WC_GEN_SUFFIX = 2,
+  WC_PROF_SUFFIX = 4,
+  WC_AMBIG_SUFFIX = 8,   // professional suffix that is also a common surname (DO, MA)
+  WC_PARTICLE = 16,      // joins the following word into the surname (DE, VAN)
+  WC_CONJ = 32,          // separates two people (AND)
+  WC_NO_PARTICLE = 64    // surname that never takes a particle before it (NGUYEN)
+};
+
+class KnowledgeBase {
+ public:
+  // Longest word the lists may hold; longer tokens are never list words.
+  static constexpr size_t kMaxWord = 31;
+
+  // Reads every list file of folder dir. Returns 0, or a negative QVN_E_*
+  // status with err saying which file and line.
+  int32_t load(const std::string& dir, std::string& err);
+
+  // Classes of an upper-case word, 0 when it is in no list.
+  uint16_t classOf(const char* w, size_t len) const {
+    if (len == 0 || len > kMaxWord) return 0;
+    uint32_t h = hash(w, len);
+    for (uint32_t i = h & mask_;; i = (i + 1) & mask_) {
+      const Slot& s = table_[i];
+      if (s.len == 0) return 0;
+      if (s.hash == h && s.len == len && memEq(pool_.data() + s.off, w, len)) return s.cls;
+    }
+  }
+
+  // True when name is one of the parse definitions of the locale.
+  bool hasDefinition(const char* name) const;
+
+  size_t wordCount() const { return words_; }
+
+ private:
+  struct Slot {
+    uint32_t hash;
+    uint32_t off;
+    uint16_t cls;
+    uint8_t len;  // 0: empty slot
+  };
+  static uint32_t hash(const char* w, size_t len) {
+    uint32_t h = 2166136261u;  // FNV-1a
+    for (size_t i = 0; i < len; ++i) h = (h ^ static_cast<unsigned char>(w[i])) * 16777619u;
+    return h;
+  }
+  static bool memEq(const char* a, const char* b, size_t n) {
+    for (size_t i = 0; i < n; ++i)
+      if (a[i] != b[i]) return false;
+    return true;
+  }
+  void add(const std::string& word, uint16_t cls);
+  void buildTable();
+
+  std::vector<std::pair<std::string, uint16_t>> pending_;
+  std::vector<Slot> table_;
+  std::string pool_;
+  uint32_t mask_ = 0;
+  size_t words_ = 0;
+  std::vector<std::string> definitions_;
+};
+
+}  // namespace qvname
+
+#endif

@@ -1,0 +1,464 @@
+// Person-name splitting for the definition "Name (Address Update)".
+//
+// Rules, in the order they apply:
+//  - Text is upper-cased (ASCII); periods are dropped ("J." -> "J"); hyphens
+//    and inner apostrophes stay in words, and a hyphen standing apart joins
+//    its neighbours ("SMITH - JONES" -> "SMITH-JONES"). Text in double
+//    quotes, parentheses, brackets, braces, or a quoted word ('BOB') is a
+//    nickname and is dropped. Words without a letter (numbers) are dropped.
+//    Dotted abbreviations at the end of a group read as one word when that
+//    word is a suffix ("PH.D." -> "PHD"); elsewhere they are initials
+//    ("J.R. SMITH" -> first J, middle R).
+//  - People: "&", "+", "/" and the conjunction words separate people. Only
+//    the first person is returned. When that person has no surname of their
+//    own ("JOHN AND MARY SMITH", "JOHN A & MARY SMITH") the surname, and the
+//    suffix unless the first person has one, come from the second. When the
+//    first part holds only titles ("MR AND MRS JOHN SMITH") those titles are
+//    the prefix of the second part's name.
+//  - Commas: trailing comma groups made only of suffixes are suffixes
+//    ("JOHN SMITH, JR"). Otherwise text before the first comma is the
+//    surname (with its own titles and suffixes: "SMITH JR, JOHN"), and the
+//    rest is titles, first name, middle names and suffixes.
+//  - Without a comma: leading titles, trailing suffixes, then the surname is
+//    the last word with the particles before it ("MARIA DE LA CRUZ"), the
+//    first word is the first name and the rest the middle. A particle is
+//    never taken for the surname when it is the first word ("VAN MORRISON")
+//    nor before a surname of particle_free_surnames.txt ("THANH VAN NGUYEN").
+//    When the last word is a lone initial and the first is not, the name is
+//    in list order, surname first ("SMITH JOHN A").
+//  - A lone word is the surname; a lone initial is the first name.
+//  - Suffixes: all go to slot 4, generational ones first, then professional
+//    ones, each in input order ("JR JR" is passed whole for the caller to
+//    mend). A suffix is only taken when a name word is left before it. A
+//    suffix that is also a surname (ambiguous_suffixes.txt: DO, MA) needs
+//    evidence: written dotted ("D.O."), another suffix after it, or a comma
+//    before it, and two name words must stay, the last not an initial
+//    ("ANH DO", "THANH V DO" keep DO as the surname).
+#include "qvn_parser.h"
+
+#include <cstring>
+
+#include "qv_proxy.h"
+
+namespace qvname {
+
+namespace {
+
+enum Kind : uint8_t { K_WORD, K_COMMA, K_CONJ };
+enum Flag : uint8_t { F_DOT_NEXT = 1, F_DOTTED = 2, F_INITIAL = 4 };
+enum Role : uint8_t { R_NONE, R_PREFIX, R_FIRST, R_MIDDLE, R_LAST, R_GEN, R_PROF };
+
+struct Tok {
+  uint16_t off;
+  uint16_t len;
+  uint16_t cls;
+  uint8_t kind;
+  uint8_t flags;
+};
+
+// All state of one parse; lives on the caller's stack.
+struct Work {
+  explicit Work(const KnowledgeBase& k) : kb(k) {}
+  const KnowledgeBase& kb;
+  int n = 0;
+  Tok t[kMaxTokens];
+  uint8_t role[kMaxTokens];
+  char buf[kMaxInputLength + 1];
+
+  bool has(int i, uint16_t cls) const { return (t[i].cls & cls) != 0; }
+  bool initial(int i) const { return (t[i].flags & F_INITIAL) != 0; }
+};
+
+inline bool isAlpha(unsigned char c) { return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z'); }
+inline bool isWordChar(unsigned char c) { return isAlpha(c) || (c >= '0' && c <= '9') || c >= 0x80; }
+inline bool isNameRole(uint8_t r) { return r == R_FIRST || r == R_MIDDLE || r == R_LAST; }
+
+// Splits the input into words and separators; false when it is too long.
+bool lex(Work& w, const char* in) {
+  size_t o = 0;
+  bool inTok = false;
+  bool overflow = false;
+
+  auto pushMarker = [&](uint8_t kind) {
+    if (w.n > 0 && w.t[w.n - 1].kind == kind) return;  // ",," and "& AND" count once
+    if (w.n == kMaxTokens) {
+      overflow = true;
+      return;
+    }
+    w.t[w.n++] = Tok{0, 0, 0, kind, 0};
+  };
+  auto endTok = [&]() {
+    if (!inTok) return;
+    inTok = false;
+    Tok& t = w.t[w.n - 1];
+    while (t.len > 0 && (w.buf[t.off + t.len - 1] == '-' || w.buf[t.off + t.len - 1] == '\'')) {
+      --t.len;
+      --o;
+    }
+    bool letter = false;
+    for (uint16_t k = 0; k < t.len && !letter; ++k) {
+      unsigned char c = static_cast<unsigned char>(w.buf[t.off + k]);
+      letter = isAlpha(c) || c >= 0x80;
+    }
+    if (!letter) {  // numbers and stray marks are not name words
+      o = t.off;
+      --w.n;
+      return;
+    }
+    t.cls = w.kb.classOf(w.buf + t.off, t.len);
+    t.flags = static_cast<uint8_t>(t.flags & F_DOT_NEXT);
+    if (t.len == 1) t.flags |= F_INITIAL;
+    if (t.cls & WC_CONJ) {
+      o = t.off;
+      --w.n;
+      pushMarker(K_CONJ);
+    }
+  };
+
+  for (size_t i = 0; in[i] != '\0' && !overflow; ++i) {
+    unsigned char c = static_cast<unsigned char>(in[i]);
+    if (isWordChar(c)) {
+      if (!inTok) {
+        if (w.n == kMaxTokens) {
+          overflow = true;
+          break;
+        }
+        w.t[w.n++] = Tok{static_cast<uint16_t>(o), 0, 0, K_WORD, 0};
+        inTok = true;
+      }
+      w.buf[o++] = static_cast<char>(c >= 'a' && c <= 'z' ? c - 32 : c);
+      ++w.t[w.n - 1].len;
+      continue;
+    }
+    switch (c) {
+      case '-':
+        if (!inTok && w.n > 0 && w.t[w.n - 1].kind == K_WORD && w.t[w.n - 1].off + w.t[w.n - 1].len == o)
+          inTok = true;  // "SMITH - JONES": reopen the word before
+        if (inTok) {
+          if (w.buf[o - 1] != '-') {
+            w.buf[o++] = '-';
+            ++w.t[w.n - 1].len;
+          }
+          while (in[i + 1] == ' ' || in[i + 1] == '\t') ++i;
+        }
+        break;
+      case '\'':
+      case '`':
+        if (inTok) {
+          w.buf[o++] = '\'';
+          ++w.t[w.n - 1].len;
+        } else {
+          // 'BOB' is a nickname when the closing quote ends a word.
+          size_t j = i + 1;
+          while (in[j] != '\0' && in[j] != static_cast<char>(c)) ++j;
+          if (in[j] != '\0' && j > i + 1 && !isWordChar(static_cast<unsigned char>(in[j + 1]))) i = j;
+        }
+        break;
+      case '"':
+      case '(':
+      case '[':
+      case '{': {
+        endTok();
+        char close = c == '"' ? '"' : c == '(' ? ')' : c == '[' ? ']' : '}';
+        const char* end = std::strchr(in + i + 1, close);
+        if (end) i = static_cast<size_t>(end - in);
+        break;
+      }
+      case ',':
+        endTok();
+        pushMarker(K_COMMA);
+        break;
+      case '&':
+      case '+':
+      case '/':
+        endTok();
+        pushMarker(K_CONJ);
+        break;
+      case '.':
+        if (inTok && isAlpha(static_cast<unsigned char>(in[i + 1]))) w.t[w.n - 1].flags |= F_DOT_NEXT;
+        endTok();
+        break;
+      default:
+        endTok();
+        break;
+    }
+  }
+  if (overflow) return false;
+  endTok();
+  return true;
+}
+
+// "PH.D." -> PHD, "J.R." at the end after a name -> JR; other dotted runs stay initials.
+void mergeDottedSuffixes(Work& w) {
+  for (int i = 0; i < w.n; ++i) {
+    if (w.t[i].kind != K_WORD || !(w.t[i].flags & F_DOT_NEXT)) continue;
+    int j = i;
+    while ((w.t[j].flags & F_DOT_NEXT) && j + 1 < w.n && w.t[j + 1].kind == K_WORD &&
+           w.t[j + 1].off == w.t[j].off + w.t[j].len)
+      ++j;
+    if (j == i) continue;
+    bool atEnd = j + 1 == w.n || w.t[j + 1].kind != K_WORD;
+    bool afterName = i > 0 && w.t[i - 1].kind == K_WORD;
+    size_t len = static_cast<size_t>(w.t[j].off + w.t[j].len - w.t[i].off);
+    uint16_t cls = atEnd ? w.kb.classOf(w.buf + w.t[i].off, len) : 0;
+    if ((cls & (WC_PROF_SUFFIX | WC_AMBIG_SUFFIX)) || ((cls & WC_GEN_SUFFIX) && afterName)) {
+      w.t[i].len = static_cast<uint16_t>(len);
+      w.t[i].cls = cls;
+      w.t[i].flags = F_DOTTED;
+      int gone = j - i;
+      for (int k = i + 1; k + gone < w.n; ++k) w.t[k] = w.t[k + gone];
+      w.n -= gone;
+    } else {
+      i = j;
+    }
+  }
+}
+
+// The word tokens of [b,e), commas skipped.
+int collectWords(const Work& w, int b, int e, uint8_t* out) {
+  int m = 0;
+  for (int i = b; i < e; ++i)
+    if (w.t[i].kind == K_WORD) out[m++] = static_cast<uint8_t>(i);
+  return m;
+}
+
+// Marks trailing suffixes of words[a,j); returns the new end.
+// minAmbig: name words that must remain before an ambiguous suffix.
+int stripSuffixes(Work& w, const uint8_t* words, int a, int j, bool evidence, int minAmbig) {
+  bool stripped = false;
+  while (j > a) {
+    int x = words[j - 1];
+    int remain = j - 1 - a;
+    const Tok& t = w.t[x];
+    if (t.cls & (WC_GEN_SUFFIX | WC_PROF_SUFFIX)) {
+      if (remain < 1) break;
+      w.role[x] = (t.cls & WC_GEN_SUFFIX) ? R_GEN : R_PROF;
+    } else if (t.cls & WC_AMBIG_SUFFIX) {
+      bool proof = evidence || stripped || (t.flags & F_DOTTED);
+      if (!proof || remain < minAmbig || w.initial(words[j - 2])) break;
+      w.role[x] = R_PROF;
+    } else {
+      break;
+    }
+    stripped = true;
+    --j;
+  }
+  return j;
+}
+
+int stripTitles(Work& w, const uint8_t* words, int a, int m) {
+  while (a < m && w.has(words[a], WC_TITLE)) w.role[words[a++]] = R_PREFIX;
+  return a;
+}
+
+// Name words of a text without comma.
+void assignNames(Work& w, const uint8_t* v, int m) {
+  if (m == 0) return;
+  if (m == 1) {
+    w.role[v[0]] = w.initial(v[0]) ? R_FIRST : R_LAST;
+    return;
+  }
+  if (w.initial(v[m - 1]) && !w.initial(v[0])) {  // "SMITH JOHN A": surname first
+    int s = 0;
+    while (s < m - 2 && w.has(v[s], WC_PARTICLE)) ++s;
+    for (int k = 0; k <= s; ++k) w.role[v[k]] = R_LAST;
+    w.role[v[s + 1]] = R_FIRST;
+    for (int k = s + 2; k < m; ++k) w.role[v[k]] = R_MIDDLE;
+    return;
+  }
+  int k = m - 1;
+  if (!w.has(v[m - 1], WC_NO_PARTICLE))
+    while (k - 1 >= 1 && w.has(v[k - 1], WC_PARTICLE)) --k;
+  w.role[v[0]] = R_FIRST;
+  for (int x = 1; x < k; ++x) w.role[v[x]] = R_MIDDLE;
+  for (int x = k; x < m; ++x) w.role[v[x]] = R_LAST;
+}
+
+void forward(Work& w, int b, int e, bool evidence) {
+  uint8_t v[kMaxTokens];
+  int m = collectWords(w, b, e, v);
+  int a = stripTitles(w, v, 0, m);
+  int j = stripSuffixes(w, v, a, m, evidence, 2);
+  assignNames(w, v + a, j - a);
+}
+
+// A comma group of suffixes only: "JOHN SMITH, JR", "DOE, JANE, MD".
+bool suffixGroup(Work& w, int b, int e, int surnameWords) {
+  for (int i = b; i < e; ++i) {
+    const Tok& t = w.t[i];
+    if (!(t.cls & (WC_GEN_SUFFIX | WC_PROF_SUFFIX | WC_AMBIG_SUFFIX))) return false;
+    bool ambiguous = !(t.cls & (WC_GEN_SUFFIX | WC_PROF_SUFFIX)) && !(t.flags & F_DOTTED);
+    if (ambiguous && surnameWords < 2) return false;  // "NGUYEN, MA": MA is the given name
+    if ((t.cls & WC_TITLE) && !(t.cls & WC_GEN_SUFFIX) && e - b == 1) return false;  // "SMITH, MS"
+  }
+  for (int i = b; i < e; ++i) w.role[i] = w.has(i, WC_GEN_SUFFIX) ? R_GEN : R_PROF;
+  return true;
+}
+
+// One person, no conjunction inside [b,e).
+void parsePerson(Work& w, int b, int e) {
+  int gb[kMaxTokens], ge[kMaxTokens];
+  int k = 0;
+  for (int i = b, s = b; i <= e; ++i) {
+    if (i == e || w.t[i].kind == K_COMMA) {
+      if (i > s) {
+        gb[k] = s;
+        ge[k] = i;
+        ++k;
+      }
+      s = i + 1;
+    }
+  }
+  if (k == 0) return;
+  bool sawSuffixGroup = false;
+  while (k > 1 && suffixGroup(w, gb[k - 1], ge[k - 1], ge[0] - gb[0])) {
+    --k;
+    sawSuffixGroup = true;
+  }
+  if (k == 1) {
+    forward(w, gb[0], ge[0], sawSuffixGroup);
+    return;
+  }
+
+  // "SMITH JR, DR JOHN A": the surname comes first.
+  uint8_t v[kMaxTokens];
+  int m = collectWords(w, gb[0], ge[0], v);
+  int a = stripTitles(w, v, 0, m);
+  int j = stripSuffixes(w, v, a, m, false, 1);
+  if (a == j) {  // nothing but titles before the comma
+    forward(w, gb[1], ge[k - 1], sawSuffixGroup);
+    return;
+  }
+  for (int x = a; x < j; ++x) w.role[v[x]] = R_LAST;
+
+  m = collectWords(w, gb[1], ge[k - 1], v);
+  a = stripTitles(w, v, 0, m);
+  j = stripSuffixes(w, v, a, m, false, 1);
+  for (int x = a; x < j; ++x) w.role[v[x]] = x == a ? R_FIRST : R_MIDDLE;
+}
+
+int countNames(const Work& w, int b, int e) {
+  int c = 0;
+  for (int i = b; i < e; ++i) c += isNameRole(w.role[i]) ? 1 : 0;
+  return c;
+}
+
+bool anyRole(const Work& w, int b, int e, uint8_t r1, uint8_t r2) {
+  for (int i = b; i < e; ++i)
+    if (w.role[i] == r1 || w.role[i] == r2) return true;
+  return false;
+}
+
+void clearRoles(Work& w, int b, int e) {
+  for (int i = b; i < e; ++i) w.role[i] = R_NONE;
+}
+
+void parseAll(Work& w, int b, int e) {
+  int c = b;
+  while (c < e && w.t[c].kind != K_CONJ) ++c;
+  if (c == e) {
+    parsePerson(w, b, e);
+    return;
+  }
+  parsePerson(w, b, c);
+  parseAll(w, c + 1, e);
+  int nL = countNames(w, b, c);
+  int nR = countNames(w, c + 1, e);
+  if (nL == 0) {
+    if (nR == 0) {
+      clearRoles(w, c + 1, e);
+    } else {  // "MR AND MRS JOHN SMITH"
+      bool lTitle = anyRole(w, b, c, R_PREFIX, R_PREFIX);
+      clearRoles(w, b, c);
+      for (int i = b; i < c && lTitle; ++i)
+        if (w.t[i].kind == K_WORD && w.has(i, WC_TITLE)) w.role[i] = R_PREFIX;
+      for (int i = c + 1; i < e && lTitle; ++i)
+        if (w.role[i] == R_PREFIX) w.role[i] = R_NONE;
+    }
+    return;
+  }
+  if (nR == 0) {
+    clearRoles(w, c + 1, e);
+    return;
+  }
+  bool comma = false;
+  int lastName = -1;
+  for (int i = b; i < c; ++i) {
+    comma = comma || w.t[i].kind == K_COMMA;
+    if (isNameRole(w.role[i])) lastName = i;
+  }
+  if (comma && !anyRole(w, b, c, R_FIRST, R_FIRST)) {
+    // "SMITH, MR AND MRS JOHN": surname on the left, given names on the right.
+    bool lTitle = anyRole(w, b, c, R_PREFIX, R_PREFIX);
+    bool lSuffix = anyRole(w, b, c, R_GEN, R_PROF);
+    bool first = true;
+    for (int i = c + 1; i < e; ++i) {
+      uint8_t& r = w.role[i];
+      if (isNameRole(r)) {
+        r = first ? R_FIRST : R_MIDDLE;
+        first = false;
+      } else if ((r == R_PREFIX && lTitle) || ((r == R_GEN || r == R_PROF) && lSuffix)) {
+        r = R_NONE;
+      }
+    }
+    return;
+  }
+  if (comma || (nL >= 2 && !w.initial(lastName))) {  // the first person is complete
+    clearRoles(w, c + 1, e);
+    return;
+  }
+  // "JOHN AND MARY SMITH": given names from the left, surname from the right.
+  bool first = true;
+  for (int i = b; i < c; ++i) {
+    if (!isNameRole(w.role[i])) continue;
+    w.role[i] = first ? R_FIRST : R_MIDDLE;
+    first = false;
+  }
+  bool lSuffix = anyRole(w, b, c, R_GEN, R_PROF);
+  for (int i = c + 1; i < e; ++i) {
+    uint8_t r = w.role[i];
+    if (!(r == R_LAST || (!lSuffix && (r == R_GEN || r == R_PROF)))) w.role[i] = R_NONE;
+  }
+}
+
+void emit(const Work& w, unsigned char* tokens, int32_t* count) {
+  static const uint8_t kSlotRoles[5][2] = {
+      {R_PREFIX, R_NONE}, {R_FIRST, R_NONE}, {R_MIDDLE, R_NONE}, {R_LAST, R_NONE}, {R_GEN, R_PROF}};
+  constexpr size_t kTextMax = QV_PROXY_SLOT_SIZE - 4 - 1;
+  int32_t filled = 0;
+  for (int s = 0; s < 5; ++s) {
+    unsigned char* slot = tokens + static_cast<size_t>(s) * QV_PROXY_SLOT_SIZE;
+    char* text = reinterpret_cast<char*>(slot + 4);
+    size_t len = 0;
+    for (uint8_t r : kSlotRoles[s]) {
+      if (r == R_NONE) continue;
+      for (int i = 0; i < w.n; ++i) {
+        if (w.role[i] != r) continue;
+        size_t tl = w.t[i].len;
+        if (len + (len ? 1 : 0) + tl > kTextMax) break;
+        if (len) text[len++] = ' ';
+        std::memcpy(text + len, w.buf + w.t[i].off, tl);
+        len += tl;
+      }
+    }
+    text[len] = '\0';
+    int32_t v = static_cast<int32_t>(len);
+    std::memcpy(slot, &v, sizeof v);
+    filled += len ? 1 : 0;
+  }
+  if (count) *count = filled;
+}
+
+}  // namespace
+
+void parseName(const KnowledgeBase& kb, const char* input, unsigned char* tokens, int32_t* count) {
+  Work w(kb);
+  bool ok = ::strnlen(input, kMaxInputLength + 1) <= kMaxInputLength && lex(w, input);
+  if (!ok) w.n = 0;  // too long to be a name: leave every part empty
+  mergeDottedSuffixes(w);
+  std::memset(w.role, R_NONE, sizeof w.role);
+  parseAll(w, 0, w.n);
+  emit(w, tokens, count);
+}
+
+}  // namespace qvname
