@@ -43,10 +43,6 @@ void runBuild(const BuildOptions& o) {
                    r.pendingFilings, r.pendingBusinesses, r.pendingDailyDeletes);
 }
 
-bool validDate(const std::string& d) {
-    return d.size() == 8 && d.find_first_not_of("0123456789") == std::string::npos;
-}
-
 } // namespace
 
 void addDatasetCommand(CLI::App& app) {
@@ -59,7 +55,7 @@ void addDatasetCommand(CLI::App& app) {
     build->add_option("outdir", opts->outDir, "Folder to write the data set into (DVD 1 and DVD 2 go under it)")
         ->required();
     build->add_option("--release-date", opts->releaseDate, "Release date YYYYMMDD (default: the world's, else today)")
-        ->check([](const std::string& d) { return validDate(d) ? std::string() : std::string("YYYYMMDD expected"); });
+        ->check([](const std::string& d) { return qvw::validDate(d, true) ? std::string() : std::string("YYYYMMDD expected"); });
     build->add_option("--sequence", opts->sequence, "Sequence number of the data set (default: the world's)")
         ->check(CLI::NonNegativeNumber);
     build->add_flag("-q,--quiet", opts->quiet, "Print nothing on success");

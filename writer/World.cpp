@@ -109,6 +109,8 @@ const json& array(const json& j, const char* key, const std::string& path) {
     return j[key];
 }
 
+} // namespace
+
 bool validDate(const std::string& d, bool withDay) {
     if (!allDigits(d) || d.size() != (withDay ? 8u : 6u))
         return false;
@@ -122,6 +124,8 @@ bool validDate(const std::string& d, bool withDay) {
     }
     return true;
 }
+
+namespace {
 
 std::string date(const json& j, const std::string& path, const char* key, bool withDay) {
     const std::string v = text(j, path, key, 8, false, Chars::Digits);
@@ -451,9 +455,9 @@ World parseWorld(const std::string& jsonText) {
         onlyKeys(lcd[i], p, {"zip9", "value"});
         LcdReplacement l;
         l.zip9 = zip9(lcd[i], p, "zip9");
-        l.value = static_cast<unsigned>(number(lcd[i], p, "value", 0, 9999, -1) & 0xFFFF);
         if (!lcd[i].contains("value"))
             fail(at(p, "value"), "missing");
+        l.value = static_cast<unsigned>(number(lcd[i], p, "value", 0, 9999, 0));
         // The reader groups the table by the key's high 16 bits into 15258 slots.
         if ((std::stoul(l.zip9) >> 16) >= 15258)
             fail(at(p, "zip9"), "ZIP+4 beyond 99994-8287 can't be grouped by the reader");

@@ -147,6 +147,9 @@ struct World {
     NameLists names;
 };
 
+// A date as YYYYMMDD (withDay) or YYYYMM, with a month 1-12 and a day 1-31.
+bool validDate(const std::string& date, bool withDay);
+
 // Parses and checks a world. Errors name the JSON path, e.g. "ranges[2].zip".
 World parseWorld(const std::string& jsonText);
 World loadWorld(const std::string& path);
