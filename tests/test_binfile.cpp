@@ -300,6 +300,12 @@ TEST(BinFile, SearchMulti) {
     EXPECT_EQ(last, 5u);
     EXPECT_EQ(names(), "DEF");
 
+    // The same at the upper bound: the step to index 6 lies above high.
+    ASSERT_TRUE(multi(0, 5));
+    EXPECT_EQ(first, 3u);
+    EXPECT_EQ(last, 4u);
+    EXPECT_EQ(names(), "DEF");
+
     // A high of 0 searches the whole file but walks no step forward.
     ASSERT_TRUE(multi(0, 0));
     EXPECT_EQ(names(), "DE");
