@@ -1,0 +1,153 @@
+// rules.lst loading and the rewriting of a name by the rule table.
+#include <gtest/gtest.h>
+#include <stdlib.h>
+#include <sys/stat.h>
+
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <string>
+
+#include "DataTables.h"
+#include "NameRules.h"
+
+using namespace QV_NCOA;
+
+namespace {
+
+struct TempRoot {
+    std::string root;
+    TempRoot() {
+        char tmpl[] = "/tmp/qvload_XXXXXX";
+        root = mkdtemp(tmpl);
+        mkdir((root + "/DVD 2").c_str(), 0700);
+        mkdir((root + "/DVD 2/clk").c_str(), 0700);
+    }
+    ~TempRoot() { std::filesystem::remove_all(root); }
+};
+
+// Data object whose rule table is read from the given rules.lst text.
+std::unique_ptr<CNCOA_DataTables> withRules(const std::string& text) {
+    TempRoot tmp;
+    std::ofstream(tmp.root + "/DVD 2/clk/rules.lst", std::ios::binary) << text;
+    auto tables = std::make_unique<CNCOA_DataTables>();
+    tables->setRoot(tmp.root.c_str());
+    tables->readNameRules();
+    return tables;
+}
+
+// flags, digits, from, to as they stand in the columns of rules.lst.
+std::string ruleLine(const char* flags, const char* lens, const char* from, const char* to) {
+    std::string from8(from);
+    from8.resize(8, ' ');
+    return std::string(flags) + lens + from8 + to + "\n";
+}
+
+std::string apply(const CNCOA_DataTables& tables, const char* name, int len = 20) {
+    std::string field(name);
+    field.resize(static_cast<size_t>(len), ' ');
+    field += '#';
+    CNCOA_NameRules rules(tables);
+    rules.applyRules(field.c_str(), &field[0], len);
+    EXPECT_EQ('#', field[static_cast<size_t>(len)]) << "nothing written past len";
+    field.resize(static_cast<size_t>(len));
+    size_t end = field.find_last_not_of(' ');
+    return end == std::string::npos ? std::string() : field.substr(0, end + 1);
+}
+
+}  // namespace
+
+TEST(NameRulesLoad, ColumnsFlagsAndShortLines) {
+    auto t = withRules(ruleLine("YNY", "21", "PH", "F") +
+                       "YNN21PH\n" +                       // shorter than 14: dropped
+                       ruleLine("yYN", "12", "X", "KS") +
+                       ruleLine("NNY", "10", "S", "X") +
+                       ruleLine("YYY", "88", "ABCDEFGH", "IJKLMNOPQRST") +  // past column 20 ignored
+                       ruleLine("NNYA", "1", "B", "C") +   // length column not a digit: dropped
+                       "YYY21" + std::string(8, 'Q') + "      \n");  // all-blank to: dropped
+    ASSERT_EQ(4u, t->nameRules.size());
+    const nameRule& r0 = t->nameRules[0];
+    EXPECT_TRUE(r0.left);
+    EXPECT_FALSE(r0.middle);
+    EXPECT_TRUE(r0.right);
+    EXPECT_EQ(2, r0.fromLen);
+    EXPECT_EQ(1, r0.toLen);
+    EXPECT_STREQ("PH      ", r0.from.buf);
+    EXPECT_STREQ("F       ", r0.to.buf);
+
+    const nameRule& r1 = t->nameRules[1];
+    EXPECT_FALSE(r1.left) << "only an upper-case Y sets a flag";
+    EXPECT_TRUE(r1.middle);
+    EXPECT_FALSE(r1.right);
+    EXPECT_EQ(1, r1.fromLen);
+    EXPECT_EQ(2, r1.toLen);
+    EXPECT_STREQ("KS      ", r1.to.buf);
+
+    EXPECT_EQ(0, t->nameRules[2].toLen);
+    EXPECT_STREQ("ABCDEFGH", t->nameRules[3].from.buf);
+    EXPECT_STREQ("IJKLMNOP", t->nameRules[3].to.buf);
+    EXPECT_EQ(8, t->nameRules[3].fromLen);
+}
+
+TEST(NameRulesLoad, NoUsableRuleFailsAtFirstUse) {
+    auto t = withRules("YNN21PH\n\n");
+    EXPECT_TRUE(t->nameRules.empty());
+    auto missing = std::make_unique<CNCOA_DataTables>();
+    missing->setRoot("/nonexistent/qv");
+    missing->readNameRules();
+    EXPECT_TRUE(missing->nameRules.empty()) << "a missing file is no start-up failure";
+    try {
+        apply(*missing, "SMITH");
+        FAIL() << "empty rule table";
+    } catch (const qvncoa_exception& e) {
+        EXPECT_EQ(1014, e.errCode());
+    }
+}
+
+TEST(NameRulesApply, DeblankAndFieldEdges) {
+    auto t = withRules(ruleLine("YNN", "11", "Q", "K"));
+    EXPECT_EQ("MCDONALD", apply(*t, "Mc Donald"));
+    EXPECT_EQ("OREILLYRD", apply(*t, "O'REILLY 3RD"));
+    EXPECT_EQ("", apply(*t, ""));
+    EXPECT_EQ("ABCDEFGHIJKLMNOPRSTU", apply(*t, "ABCDEFGHIJKLMNOPRSTU")) << "20 letters stay 20";
+    EXPECT_EQ("KUINN", apply(*t, "QUINN", 15));
+    EXPECT_EQ("q", apply(*t, "q", 1)) << "a one-byte field is copied as it stands";
+    EXPECT_EQ("", apply(*t, " ", 1));
+}
+
+// Left, middle and right, each on its own: the middle never touches the
+// first or last letter.
+TEST(NameRulesApply, PlacesOfARule) {
+    auto left = withRules(ruleLine("YNN", "21", "PH", "F"));
+    EXPECT_EQ("FELPS", apply(*left, "PHELPS"));
+    EXPECT_EQ("ALPHA", apply(*left, "ALPHA"));
+    EXPECT_EQ("F", apply(*left, "PH")) << "a left rule may eat the whole word";
+
+    auto middle = withRules(ruleLine("NYN", "21", "PH", "F"));
+    EXPECT_EQ("ALFA", apply(*middle, "ALPHA"));
+    EXPECT_EQ("PHIL", apply(*middle, "PHIL"));
+    EXPECT_EQ("RALPH", apply(*middle, "RALPH"));
+    auto vowels = withRules(ruleLine("NYN", "11", "A", "O"));
+    EXPECT_EQ("BONONA", apply(*vowels, "BANANA")) << "fires more than once in one call";
+
+    auto right = withRules(ruleLine("NNY", "21", "PH", "F") + ruleLine("NNY", "10", "S", "X"));
+    EXPECT_EQ("RALF", apply(*right, "RALPH"));
+    EXPECT_EQ("PHIL", apply(*right, "PHIL"));
+    EXPECT_EQ("JONE", apply(*right, "JONES")) << "toLen 0 deletes; the end is found by the length";
+    EXPECT_EQ("", apply(*right, "S")) << "a right rule may eat the whole word";
+}
+
+TEST(NameRulesApply, PassesAndOrder) {
+    // All three places of one rule, left first, each seeing the one before.
+    auto all = withRules(ruleLine("YYY", "21", "AA", "B"));
+    EXPECT_EQ("BB", apply(*all, "AAAA"));
+
+    // A change by the last rule of a pass starts a new pass from the first.
+    auto chain = withRules(ruleLine("NNY", "11", "Z", "S") + ruleLine("NNY", "11", "X", "Z"));
+    EXPECT_EQ("MAS", apply(*chain, "MAX"));
+
+    auto grow = withRules(ruleLine("NNY", "12", "X", "KS"));
+    EXPECT_EQ("MAKS", apply(*grow, "MAX"));
+    EXPECT_EQ("ABCDEFGHIJKLMNOPQRSK", apply(*grow, "ABCDEFGHIJKLMNOPQRSX")) << "output stays len bytes";
+}

@@ -1,0 +1,169 @@
+// Phonetic coders and the loader of the three name-equivalent tables.
+#include <gtest/gtest.h>
+#include <stdlib.h>
+#include <sys/stat.h>
+
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "DataTables.h"
+#include "SoundEx.h"
+
+using namespace QV_NCOA;
+
+namespace {
+
+// SoundEx of a text in a field of its own length (or of `len`), cut at the NUL.
+std::string code(const char* text, int len = -1) {
+    if (len < 0) len = static_cast<int>(std::strlen(text));
+    std::string field(text);
+    field.resize(static_cast<size_t>(len), ' ');
+    char out[100];
+    std::memset(out, 'x', sizeof out);
+    SoundEx(field.c_str(), out, len);
+    EXPECT_EQ('\0', out[len]);
+    return std::string(out, static_cast<size_t>(len));
+}
+
+std::string padded(const char* w, size_t width) {
+    std::string s(w);
+    s.resize(width, ' ');
+    return s;
+}
+
+}  // namespace
+
+TEST(SoundEx, WorkedExamples) {
+    EXPECT_EQ("CMD  ", code("SMITH"));
+    EXPECT_EQ("ARM  ", code("AARON"));
+    EXPECT_EQ("BB   ", code("BOBBY"));
+    EXPECT_EQ("12MM   ", code("12 MAIN"));
+    EXPECT_EQ(code("JONES"), code("JANIS"));
+    EXPECT_EQ("CMC  ", code("JONES"));
+    EXPECT_EQ(" ", code("a")) << "lower case codes nothing";
+}
+
+TEST(SoundEx, SeparatorsAndPositions) {
+    EXPECT_EQ("C  ", code("S S")) << "a blank keeps the previous code";
+    EXPECT_EQ("CC ", code("S-S")) << "punctuation separates like a vowel";
+    EXPECT_EQ("CC ", code("SaS"));
+    EXPECT_EQ("C  ", code("SCK"));
+    EXPECT_EQ("1122", code("1122")) << "digits always pass";
+    EXPECT_EQ("DM   ", code(" ADAM")) << "a vowel codes only at position 0 of the field";
+    EXPECT_EQ("ABL ", code("ABLE"));
+    EXPECT_EQ(std::string(10, ' '), code("", 10));
+    EXPECT_EQ("BCDLMR  ", code("PGTLNRHW", 8)) << "one class letter each, H and W silent";
+    // The code is cut to the field; bytes past len are not read.
+    EXPECT_EQ("BC", code("BCD", 2));
+}
+
+TEST(SoundEx2, FirstByteKeptAndFallbacks) {
+    auto code2 = [](const char* in, int len) {
+        char out[100];
+        std::memset(out, 'x', sizeof out);
+        SoundEx2(in, out, len);
+        return std::string(out, static_cast<size_t>(len) + 1);
+    };
+    EXPECT_EQ("SMD  x", code2("SMITH", 5)) << "output is not terminated or blanked past len";
+    EXPECT_EQ("SMD  x", code2("smith", 5)) << "lower case is upper-cased first";
+    EXPECT_EQ("BD x", code2("BBD", 3)) << "a first letter is the previous code";
+    EXPECT_EQ("BB x", code2("BB ", 3)) << "code B alone: the input comes back";
+    EXPECT_EQ("1BC x", code2("1BC ", 4)) << "a first non-letter is kept as it is";
+    EXPECT_EQ("AB x", code2("A1B", 3)) << "later digits write nothing";
+    EXPECT_EQ(std::string("A") + '\0' + "xxx", code2("A", 4)) << "nothing after the first byte: input back";
+    EXPECT_EQ("CD x", code2("CAT", 3));
+    EXPECT_EQ("CAx", code2("CAT", 2)) << "the walk ends at len";
+}
+
+namespace {
+
+struct TempRoot {
+    std::string root;
+    TempRoot() {
+        char tmpl[] = "/tmp/qvload_XXXXXX";
+        root = mkdtemp(tmpl);
+        mkdir((root + "/DVD 2").c_str(), 0700);
+        mkdir((root + "/DVD 2/clk").c_str(), 0700);
+    }
+    ~TempRoot() { std::filesystem::remove_all(root); }
+    void write(const char* name, const std::string& text) const {
+        std::ofstream(root + "/DVD 2/clk/" + name, std::ios::binary) << text;
+    }
+};
+
+template <typename Map>
+std::vector<std::pair<std::string, std::string>> entries(const Map& m, const char* key, size_t width) {
+    std::vector<std::pair<std::string, std::string>> out;
+    typename Map::key_type k;
+    k.cpyIn(key);
+    auto range = m.equal_range(k);
+    for (auto it = range.first; it != range.second; ++it) out.emplace_back(it->first.buf, it->second.buf);
+    for (auto& e : out) EXPECT_EQ(width, e.first.size());
+    return out;
+}
+
+}  // namespace
+
+TEST(NameNormalization, ColumnsRepeatsAndFileOrder) {
+    TempRoot tmp;
+    tmp.write("normalf.lst",
+              padded("BOB", 15) + " ROBERT\n" +
+              padded("BOB", 15) + "#BOBBY\n" +           // whatever stands between is skipped
+              "\n" +                                    // repeats the line before
+              padded("BOB", 15) + " ROBIN\n" +
+              "AL\n" +                                  // short line: blank value
+              padded("LONG", 15) + " ABCDEFGHIJKLMNOPQRSTUVWXYZ\n");  // value cut at column 30
+    tmp.write("normall.lst", padded("MACDONALD", 20) + " MCDONALD\n" + padded("OBRIEN", 20) + "XOBRYAN   \t\n");
+    tmp.write("nick.lst", padded("WILLIAM", 15) + " BILL\n" + padded("WILLIAM", 15) + " WILL");
+
+    auto tables = std::make_unique<CNCOA_DataTables>();
+    tables->setRoot(tmp.root.c_str());
+    tables->readNameNormalizationTables();
+
+    auto bob = entries(tables->normalFirst, "BOB", 15);
+    ASSERT_EQ(4u, bob.size());
+    EXPECT_EQ(padded("ROBERT", 15), bob[0].second);
+    EXPECT_EQ(padded("BOBBY", 15), bob[1].second);
+    EXPECT_EQ(padded("BOBBY", 15), bob[2].second);
+    EXPECT_EQ(padded("ROBIN", 15), bob[3].second);
+    auto al = entries(tables->normalFirst, "AL", 15);
+    ASSERT_EQ(1u, al.size());
+    EXPECT_EQ(padded("", 15), al[0].second);
+    auto lng = entries(tables->normalFirst, "LONG", 15);
+    ASSERT_EQ(1u, lng.size());
+    EXPECT_EQ("ABCDEFGHIJKLMNO", lng[0].second);
+    EXPECT_EQ(6u, tables->normalFirst.size());
+
+    auto mac = entries(tables->normalLast, "MACDONALD", 20);
+    ASSERT_EQ(1u, mac.size());
+    EXPECT_EQ(padded("MCDONALD", 20), mac[0].second);
+    auto obr = entries(tables->normalLast, "OBRIEN", 20);
+    ASSERT_EQ(1u, obr.size());
+    EXPECT_EQ(padded("OBRYAN", 20), obr[0].second);
+
+    auto will = entries(tables->nickNames, "WILLIAM", 15);
+    ASSERT_EQ(2u, will.size()) << "a last line without its end of line counts";
+    EXPECT_EQ(padded("BILL", 15), will[0].second);
+    EXPECT_EQ(padded("WILL", 15), will[1].second);
+}
+
+TEST(NameNormalization, MissingFileNamesItsPath) {
+    TempRoot tmp;
+    tmp.write("normalf.lst", padded("BOB", 15) + " ROBERT\n");
+    tmp.write("normall.lst", "");
+    auto tables = std::make_unique<CNCOA_DataTables>();
+    tables->setRoot(tmp.root.c_str());
+    try {
+        tables->readNameNormalizationTables();
+        FAIL() << "nick.lst is missing";
+    } catch (const qvncoa_exception& e) {
+        EXPECT_EQ(1040, e.errCode());
+        EXPECT_STREQ(tables->getNickLstPath().asCstr(), e.what().asCstr());
+    }
+    EXPECT_EQ(1u, tables->normalFirst.size());
+    EXPECT_TRUE(tables->normalLast.empty()) << "an empty file is no failure";
+}
