@@ -26,6 +26,7 @@ const ListFile kFiles[] = {
     {"surname_particles.txt", WC_PARTICLE},
     {"particle_free_surnames.txt", WC_NO_PARTICLE},
     {"conjunctions.txt", WC_CONJ},
+    {"ignored_words.txt", WC_IGNORED},
     {"definitions.txt", 0},
 };
 

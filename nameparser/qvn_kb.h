@@ -19,7 +19,8 @@ enum WordClass : uint16_t {
   WC_AMBIG_SUFFIX = 8,   // professional suffix that is also a common surname (DO, MA)
   WC_PARTICLE = 16,      // joins the following word into the surname (DE, VAN)
   WC_CONJ = 32,          // separates two people (AND)
-  WC_NO_PARTICLE = 64    // surname that never takes a particle before it (NGUYEN)
+  WC_NO_PARTICLE = 64,   // surname that never takes a particle before it (NGUYEN)
+  WC_IGNORED = 128       // never part of a name on a list (FAMILY, RESIDENT)
 };
 
 class KnowledgeBase {

@@ -5,7 +5,8 @@
 //    and inner apostrophes stay in words, and a hyphen standing apart joins
 //    its neighbours ("SMITH - JONES" -> "SMITH-JONES"). Text in double
 //    quotes, parentheses, brackets, braces, or a quoted word ('BOB') is a
-//    nickname and is dropped. Words without a letter (numbers) are dropped.
+//    nickname and is dropped. Words without a letter (numbers) and words of
+//    ignored_words.txt (FAMILY, RESIDENT) are dropped; "C/O" ends the name.
 //    Dotted abbreviations at the end of a group read as one word when that
 //    word is a suffix ("PH.D." -> "PHD"); elsewhere they are initials
 //    ("J.R. SMITH" -> first J, middle R).
@@ -106,6 +107,11 @@ bool lex(Work& w, const char* in) {
       return;
     }
     t.cls = w.kb.classOf(w.buf + t.off, t.len);
+    if (t.cls & WC_IGNORED) {
+      o = t.off;
+      --w.n;
+      return;
+    }
     t.flags = static_cast<uint8_t>(t.flags & F_DOT_NEXT);
     if (t.len == 1) t.flags |= F_INITIAL;
     if (t.cls & WC_CONJ) {
@@ -168,9 +174,24 @@ bool lex(Work& w, const char* in) {
         endTok();
         pushMarker(K_COMMA);
         break;
+      case '/':
+        // "JOHN SMITH C/O MARY JONES": the name ends before "in care of".
+        if (inTok && w.t[w.n - 1].len == 1 && w.buf[o - 1] == 'C' && (in[i + 1] == 'O' || in[i + 1] == 'o') &&
+            !isWordChar(static_cast<unsigned char>(in[i + 2]))) {
+          inTok = false;
+          o = w.t[w.n - 1].off;
+          --w.n;
+          ++i;
+          bool nameBefore = false;
+          for (int k = 0; k < w.n; ++k) nameBefore = nameBefore || w.t[k].kind == K_WORD;
+          if (nameBefore) return true;
+          break;
+        }
+        endTok();
+        pushMarker(K_CONJ);
+        break;
       case '&':
       case '+':
-      case '/':
         endTok();
         pushMarker(K_CONJ);
         break;
