@@ -21,4 +21,7 @@ private:
 // move, and the boundary record.
 int doIt(NCOAInput& in, void* dataObj, qvncoa_out_addr_t* out, int mode, int medMonths, unsigned flags);
 
+// The caller's month limit: below 6 means none (0), above 48 is 48.
+int clampMedMonths(int medMonths);
+
 }  // namespace QV_NCOA

@@ -1,0 +1,251 @@
+#include "DataTables.h"
+
+#include <cstring>
+#include <new>
+
+#include "BusinessLst.h"
+#include "LookupBase.h"
+#include "NCOA_Utils.h"
+#include "hx_fio.h"
+
+namespace QV_NCOA {
+
+static const char kSetLetters[] = "ABCDEF";
+
+CNCOA_DataTables::~CNCOA_DataTables() {
+    if (parserHandle != nullptr) {
+        qv_proxy_close(parserHandle);
+        parserHandle = nullptr;
+    }
+    clearHashTables();
+}
+
+unsigned int CNCOA_DataTables::getHSXSize(int section, char letter) const {
+    const std::map<char, unsigned int>* sizes = section == 0 ? &hs0Sizes : section == 1 ? &hs1Sizes : nullptr;
+    if (sizes == nullptr) return 0;
+    auto it = sizes->find(letter);
+    return it == sizes->end() ? 0 : it->second;
+}
+
+void CNCOA_DataTables::clearHashTables() {
+    for (auto& letter : hashImage)
+        for (auto& section : letter) section.release();
+}
+
+void CNCOA_DataTables::clearFlatTables() {
+    for (auto& f : fltImage) f.release();
+}
+
+template <typename T>
+static bool readTable(const QvbString& path, ManagedBuf<T>& table, unsigned recSize) {
+    return CBinFileUtils<T>::readPackedFile(path.asCstr(), table, recSize, &T::deserialize);
+}
+
+bool CNCOA_DataTables::initialize(const char* dataPath, const char* lkmPath, const char* proxyConfig,
+                                  qv_target_version version, const char* definitionName, unsigned int flags) {
+    // 1. Flat index key size and the in-memory mode.
+    switch (flags & 0x06) {
+        case 0x06: fltKeySize = 3; break;
+        case 0x04: fltKeySize = 2; break;
+        case 0x02: fltKeySize = 1; break;
+        default: fltKeySize = 0; break;
+    }
+    inMemory = (flags & 0x08) != 0;
+
+    // 2. Root and parse definition.
+    setRoot(dataPath);
+    parseDefinition.assign("Name (Address Update)");
+    if (definitionName != nullptr && *definitionName != '\0') parseDefinition.assign(definitionName);
+
+    // 3-5. Identity and age, then the kind, before any list is opened.
+    readDVDHeaders();
+    if (NCOADataIsExpired()) throw qvncoa_exception(1060);
+    char letter = dvdHeader[0].setLetter;
+    if (letter == '\0' || std::strchr(kSetLetters, letter) == nullptr) throw qvncoa_exception(1080);
+    isHashData = letter == 'A' || letter == 'C' || letter == 'E';
+
+    // 6. Text lists.
+    int err = 0;
+    if (!readTextLineFile(getZIPLstPath().asCstr(), zipLst, err)) throw fio_file_error(1040, getZIPLstPath().asCstr());
+    if (!readTextLineFile(getHintLstPath().asCstr(), hintLst, err))
+        throw fio_file_error(1040, getHintLstPath().asCstr());
+
+    // 7. The record files read whole, in this order; the first short one ends start-up.
+    if (!readTable(getX11Path(), x11Table, 24)) return false;
+    if (!readTable(getCzpDatPath(), czpTable, 48)) return false;
+    if (!readTable(getClnDatPath(), clnTable, 49)) return false;
+    if (!readTable(getPnoDatPath(), pnoTable, 7)) return false;
+    if (!readTable(getDscDatPath(), dscTable, 3)) return false;
+    if (!readTable(getSnoDatPath(), snoTable, 6)) return false;
+    if (!readTable(getSufDatPath(), sufTable, 3)) return false;
+    if (!readTable(getNamDatPath(), namTable, 19)) return false;
+    if (!readTable(getCrdDatPath(), crdTable, 3)) return false;
+    if (!readTable(getLlnDatPath(), llnTable, 4)) return false;
+    if (!readTable(getLeftRitePath(), leftRiteTable, 11)) return false;
+
+    // 8. Stripe permutations.
+    if (!xoStripeTable.allocate(kXOStripeRows)) throw qvncoa_exception(1030);
+    buildXOStripeTable(xoStripeTable.buf);
+
+    // 9. The kind's own tables.
+    if (isHashData) {
+        if (inMemory) loadHashTables();
+        getHashHSxSizes();
+    }
+    // The flat kind's tables and index come with the flat lookup.
+
+    // 10. Names.
+    readNameNormalizationTables();
+    buildCompStrWWordMaps(firmWords, wsWords);
+    readNameRules();
+    initVantrel(proxyConfig, version, lkmPath);
+
+    // 11-13.
+    readContentsLst();
+    if (inMemory) {
+        loadCLKHSBTable();
+        loadDPHHSATable();
+        loadLCDTable();
+    }
+    preScanLCDTable();
+
+    // 14. Business record count.
+    {
+        CNCOA_BusinessLst biz(*this);
+        size_t count = 0;
+        if (!biz.findLastValidIndex(count)) throw fio_file_error(1040, getBusinessLstPath().asCstr());
+        businessLastIndex = count;
+    }
+
+    // 15.
+    findLastValidRV9ESDIndex();
+    return true;
+}
+
+void loadFileToManagedBuf(ManagedBuf<unsigned char>& buf, const char* path) {
+    buf.release();
+    unsigned size = 0;
+    int err = 0;
+    if (!fileSize(path, size, err)) throw fio_file_error(1040, path);
+    if (size == 0 || !buf.allocate(size)) throw qvncoa_exception(1030);
+    hx_file* f = nullptr;
+    hx_fio_open(path, HX_FIO_READ, &f);
+    if (f == nullptr) {
+        buf.release();
+        throw fio_file_error(1040, path);
+    }
+    hx_fio_closer closer(f);
+    hx_fio_getb(f, buf.buf, size);  // one read; its result is not examined
+}
+
+void CNCOA_DataTables::getHashHSxSizes() {
+    for (int section : {0, 1}) {
+        for (char c = 'a'; c <= 'z'; ++c) {
+            QvbString path = getClkXHsYPath(c, section);
+            unsigned size = 0;
+            int err = 0;
+            if (!fileSize(path.asCstr(), size, err)) throw fio_file_error(1040, path.asCstr());
+            (section == 0 ? hs0Sizes : hs1Sizes)[c] = size;
+        }
+    }
+}
+
+void CNCOA_DataTables::loadHashTables() {
+    for (char c = 'a'; c <= 'z'; ++c)
+        for (int s = 0; s < 10; ++s) loadFileToManagedBuf(hashImage[c - 'a'][s], getClkXHsYPath(c, s).asCstr());
+}
+
+void CNCOA_DataTables::loadCLKHSBTable() { loadFileToManagedBuf(clkHsbImage, getClkHsbPath().asCstr()); }
+void CNCOA_DataTables::loadDPHHSATable() { loadFileToManagedBuf(dphHsaImage, getDphHsaPath().asCstr()); }
+void CNCOA_DataTables::loadLCDTable() { loadFileToManagedBuf(lcdImage, getLCDPath().asCstr()); }
+
+void CNCOA_DataTables::readContentsLst() {
+    contentsLst.clear();
+    QvbString path = getContentsLstPath();
+    hx_file* f = nullptr;
+    hx_fio_open(path.asCstr(), HX_FIO_READ, &f);
+    if (f == nullptr) throw fio_file_error(1040, path.asCstr());
+    hx_fio_closer closer(f);
+    char line[5] = {};
+    // Exactly 100 attempts: a longer file is read up to its hundredth line.
+    for (int attempt = 0; attempt < 100; ++attempt) {
+        if (hx_fio_gets(f, line, sizeof line) > 0) {
+            ContentsLstItem item;
+            item.code = line[0] * 10 + line[1] - 528;
+            item.letter = line[2];
+            contentsLst.push_back(item);
+        }
+        std::memset(line, 0, 4);
+    }
+}
+
+bool CNCOA_DataTables::findLastValidRV9ESDIndex() {
+    rv9EsdLastIndex = 0;
+    QvbString path = getRv9EsdPath();
+    hx_file* f = nullptr;
+    hx_fio_open(path.asCstr(), HX_FIO_READ, &f);
+    if (f == nullptr) return false;
+    hx_fio_closer closer(f);
+    unsigned char endMark[26];
+    std::memset(endMark, 0xFF, 25);
+    endMark[25] = 0xFE;
+    unsigned char rec[26];
+    unsigned long count = 0;
+    while (hx_fio_getb(f, rec, sizeof rec) == static_cast<int64_t>(sizeof rec) &&
+           std::memcmp(rec, endMark, sizeof rec) != 0)
+        ++count;
+    if (count != 0) rv9EsdLastIndex = count;
+    return count != 0;
+}
+
+static unsigned groupOf(const unsigned char* rec) { return (unsigned(rec[0]) << 8) | rec[1]; }
+
+void CNCOA_DataTables::preScanLCDTable() {
+    QvbString path = getLCDPath();
+    hx_file* f = nullptr;
+    hx_fio_open(path.asCstr(), HX_FIO_READ, &f);
+    if (f == nullptr) throw fio_file_error(1040, path.asCstr());
+    hx_fio_closer closer(f);
+    unsigned char rec[6];
+    unsigned current = 0;
+    if (hx_fio_getb(f, rec, sizeof rec) == 6) current = groupOf(rec);
+    hx_fio_seek(f, 0, HX_SEEK_SET);
+
+    auto store = [&](unsigned group, unsigned long begin, unsigned long offset) {
+        if (offset < 6) throw fio_file_error(1040, path.asCstr());  // no whole record
+        // Nine-digit keys keep groups below the table's end; anything above
+        // cannot be looked up and is not stored.
+        if (group < kLcdSegmentCount) {
+            lcdSegments[group].first = begin;
+            lcdSegments[group].last = offset - 6;
+        }
+    };
+
+    unsigned long offset = 0, begin = 0;
+    while (hx_fio_getb(f, rec, sizeof rec) == 6) {
+        unsigned g = groupOf(rec);
+        if (g != current) {
+            store(current, begin, offset);
+            current = g;
+            begin = offset;
+        }
+        offset += 6;
+    }
+    store(current, begin, offset);
+}
+
+}  // namespace QV_NCOA
+
+namespace QV_NCOA {
+
+void CNCOA_DataTables::readDVDHeaders() { QV_NCOA::readDVDHeaders(*this, dvdHeader); }
+
+int CNCOA_DataTables::daysUntilExpiration() const { return QV_NCOA::daysUntilExpiration(dvdHeader[0], time(nullptr)); }
+
+bool CNCOA_DataTables::NCOADataIsExpired() const { return daysUntilExpiration() < 0; }
+
+int CNCOA_DataTables::verifyDVDFileHashes(QvbString& failedFile, qvncoa_prog_cb_t* progress) {
+    return QV_NCOA::verifyDVDFileHashes(*this, dvdHeader, isHashData, failedFile, progress);
+}
+
+}  // namespace QV_NCOA

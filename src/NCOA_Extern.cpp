@@ -1,0 +1,139 @@
+// The exported C face of the library: argument tests, and the boundary at
+// which the library's exceptions become return codes.
+#include <cstring>
+#include <new>
+
+#include "DataTables.h"
+#include "NCOA.h"
+#include "NCOA_Utils.h"
+#include "qvncoa.h"
+
+using namespace QV_NCOA;
+
+namespace {
+
+// What the caller's void* points at.
+struct DataObjHolder {
+    CNCOA_DataTables* tables = nullptr;
+};
+
+CNCOA_DataTables* tablesOf(void* dataObj) { return static_cast<DataObjHolder*>(dataObj)->tables; }
+
+void copyError(char* errorText, const qvncoa_exception& e) {
+    if (errorText == nullptr) return;
+    QvbString text = e.what();
+    size_t n = ncoa_strnlen(text.asCstr(), QVNCOA_ERROR_TEXT_SIZE - 1);
+    std::memcpy(errorText, text.asCstr(), n);
+    errorText[n] = '\0';
+}
+
+void clearError(char* errorText) {
+    if (errorText != nullptr) errorText[0] = '\0';
+}
+
+}  // namespace
+
+namespace QV_NCOA {
+
+int clampMedMonths(int medMonths) {
+    if (medMonths < 6) return 0;
+    if (medMonths > 48) return 48;
+    return medMonths;
+}
+
+int doIt(NCOAInput& in, void* dataObj, qvncoa_out_addr_t* out, int mode, int medMonths, unsigned flags) {
+    CNCOA_Main driver(*tablesOf(dataObj), (flags & QVNCOA_LOOKUP_DEBUG) != 0);
+    NCOAAnswer answer;
+    answer.init(false);
+    driver.doNCOA(in, answer, static_cast<eQVNCOA_BIFLookupMode>(mode));
+    out->moveTooOld = 0;
+    int result = QVNCOA_OK;
+    if (answer.doMEDMonthsCalc(medMonths, out->monthsSinceMove)) {
+        out->moveTooOld = 1;
+        result = QVNCOA_OK_MOVE_TOO_OLD;
+    }
+    answer.toOutAddr(*out);
+    nzstrcpy(out->inputName, 40, in.name.buf, sizeof out->inputName - 1);
+    return result;
+}
+
+}  // namespace QV_NCOA
+
+extern "C" {
+
+QVNCOA_API int qvncoa_init_data_obj(void** dataObj, const char* dataRoot, const char* lkmPath, const char* proxyConfig,
+                                    qv_target_version version, const char* parseDefinition, char* errorText,
+                                    unsigned flags) {
+    try {
+        if (dataObj == nullptr) return QVNCOA_ERR_ARGUMENT;
+        *dataObj = nullptr;
+        if (dataRoot == nullptr || lkmPath == nullptr || *dataRoot == '\0' || *lkmPath == '\0')
+            return QVNCOA_ERR_ARGUMENT;
+        DataObjHolder* holder = new (std::nothrow) DataObjHolder;
+        if (holder == nullptr) return QVNCOA_ERR_NO_MEMORY;
+        holder->tables = new (std::nothrow) CNCOA_DataTables;
+        if (holder->tables == nullptr) {
+            delete holder;
+            return QVNCOA_ERR_NO_MEMORY;
+        }
+        // Stored before loading: a failed start-up is cleaned up by the caller.
+        *dataObj = holder;
+        holder->tables->initialize(dataRoot, lkmPath, proxyConfig, version, parseDefinition, flags);
+        return QVNCOA_OK;
+    } catch (const std::bad_alloc&) {
+        clearError(errorText);
+        return QVNCOA_ERR_NO_MEMORY;
+    } catch (const qvncoa_exception& e) {
+        copyError(errorText, e);
+        return e.errCode();
+    }
+}
+
+QVNCOA_API void qvncoa_destroy_data_obj(void** dataObj) {
+    if (dataObj == nullptr || *dataObj == nullptr) return;
+    DataObjHolder* holder = static_cast<DataObjHolder*>(*dataObj);
+    delete holder->tables;
+    delete holder;
+    *dataObj = nullptr;
+}
+
+QVNCOA_API int qvncoa_getNCOAReleaseInfo(void* dataObj, qvncoa_release_info_t* info) {
+    if (dataObj == nullptr) return QVNCOA_ERR_NULL_OBJECT;
+    if (info == nullptr) return QVNCOA_ERR_ARGUMENT;
+    std::memset(info, 0, sizeof *info);
+    const DVDHeader& h = tablesOf(dataObj)->dvdHeader[0];
+    std::strncpy(info->setName, h.setName.buf, 50);
+    std::strncpy(info->date1, h.date1.buf, 8);
+    info->sequence = h.sequence;
+    std::strncpy(info->date2, h.date2.buf, 8);
+    std::strncpy(info->date3, h.date3.buf, 8);
+    info->fileCount = h.fileCount;
+    info->setLetter = h.setLetter;
+    info->setLetter2 = h.setLetter2;
+    return QVNCOA_OK;
+}
+
+QVNCOA_API int qvncoa_lookup_without_qvav(void* dataObj, const qvncoa_in_addr_t* in, qvncoa_out_addr_t* out, int mode,
+                                          int medMonths, char* errorText, unsigned flags) {
+    try {
+        if (dataObj == nullptr) return QVNCOA_ERR_NULL_OBJECT;
+        if (out == nullptr || in == nullptr) return QVNCOA_ERR_ARGUMENT;
+        medMonths = clampMedMonths(medMonths);
+        NCOAInput input;
+        input.name.cpyIn(in->name, 40);
+        input.pno.cpyIn(in->primaryNumber, 10);
+        input.sno.cpyIn(in->secondaryNumber, 8);
+        input.zip9.cpyIn(in->zip9, 9);
+        input.desc.cpyIn(in->secondaryDesignator, 4);
+        input.recordType = in->recordType;
+        return doIt(input, dataObj, out, mode, medMonths, flags);
+    } catch (const std::bad_alloc&) {
+        clearError(errorText);
+        return QVNCOA_ERR_NO_MEMORY;
+    } catch (const qvncoa_exception& e) {
+        copyError(errorText, e);
+        return e.errCode();
+    }
+}
+
+}  // extern "C"
