@@ -144,6 +144,12 @@ QVNCOA_API int qvncoa_getNCOAReleaseInfo(void* dataObj, qvncoa_release_info_t* i
 QVNCOA_API int qvncoa_lookup_without_qvav(void* dataObj, const qvncoa_in_addr_t* in, qvncoa_out_addr_t* out,
                                           int mode, int medMonths, char* errorText, unsigned flags);
 
+/* Proves every file of the opened data set against the SHA-1 list of its
+ * disc's header. 1081 when a file's digest differs, with its path in errorText;
+ * any other outcome of the verification gives 1000. progress (may be null)
+ * hears of each whole percentage of all bytes; its result is ignored. */
+QVNCOA_API int qvncoa_validateDVDFileHashSignatures(void* dataObj, const qvncoa_prog_cb_t* progress, char* errorText);
+
 #ifdef __cplusplus
 }
 #endif

@@ -4,8 +4,10 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <new>
 #include <utility>
 
+#include "DataTables.h"
 #include "hx_fio.h"
 #include "qvs_auth.h"
 
@@ -54,6 +56,13 @@ DVDHeader::file parseFileLine(const QvbString& line) {
         f.sha1[i] = static_cast<unsigned char>(hi * 16 + lo);
     }
     return f;
+}
+
+void copyText(char* errorText, const char* text) {
+    if (errorText == nullptr) return;
+    size_t n = ncoa_strnlen(text, QVNCOA_ERROR_TEXT_SIZE - 1);
+    std::memcpy(errorText, text, n);
+    errorText[n] = '\0';
 }
 
 // The bare name of a header line: the field without its padding.
@@ -213,4 +222,38 @@ int verifyDVDFileHashes(const CNCOA_FileManager& paths, const DVDHeader (&header
     return 1000;
 }
 
+int validateDVDFileHashSignatures(CNCOA_DataTables& tables, const qvncoa_prog_cb_t* progress, char* errorText) {
+    qvncoa_prog_cb_t caller = {nullptr, nullptr};
+    if (progress != nullptr) caller = *progress;
+    QvbString failed;
+    int rc = tables.verifyDVDFileHashes(failed, progress != nullptr ? &caller : nullptr);
+    if (rc != 1081) return 1000;
+    // The failing path is the whole mismatch list: verification stops at the first.
+    // errorText is tested for null here too, as everywhere at the boundary.
+    copyText(errorText, failed.asCstr());
+    return 1081;
+}
+
 }  // namespace QV_NCOA
+
+namespace {
+// What the caller's data object points at: one pointer to the tables, as
+// qvncoa_init_data_obj builds it.
+struct DataObjView {
+    QV_NCOA::CNCOA_DataTables* tables;
+};
+}  // namespace
+
+QVNCOA_API int qvncoa_validateDVDFileHashSignatures(void* dataObj, const qvncoa_prog_cb_t* progress, char* errorText) {
+    using namespace QV_NCOA;
+    if (dataObj == nullptr || static_cast<DataObjView*>(dataObj)->tables == nullptr) return 1051;
+    try {
+        return validateDVDFileHashSignatures(*static_cast<DataObjView*>(dataObj)->tables, progress, errorText);
+    } catch (const std::bad_alloc&) {
+        if (errorText != nullptr) errorText[0] = '\0';
+        return 1030;
+    } catch (const qvncoa_exception& e) {
+        copyText(errorText, e.what().asCstr());
+        return e.errCode();
+    }
+}

@@ -15,6 +15,8 @@
 
 namespace QV_NCOA {
 
+class CNCOA_DataTables;
+
 struct DVDHeader {
     // One line of the file list: name (columns 0-20), stated size and SHA-1.
     struct file {
@@ -88,5 +90,9 @@ struct verifyProgressContext {
 // so a verification can't be stopped. 1050 without a context.
 int qvncoa_file_verify_progress_callback(unsigned int count, unsigned int total, qvncoa_out_addr_t* unused,
                                          void* context);
+
+// Body of qvncoa_validateDVDFileHashSignatures below its object test: 1081
+// with the failed path copied into errorText, 1000 for every other outcome.
+int validateDVDFileHashSignatures(CNCOA_DataTables& tables, const qvncoa_prog_cb_t* progress, char* errorText);
 
 }  // namespace QV_NCOA

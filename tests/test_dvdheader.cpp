@@ -8,10 +8,12 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "DVDHeader.h"
+#include "DataTables.h"
 #include "qvs_auth.h"
 
 using namespace QV_NCOA;
@@ -351,4 +353,36 @@ TEST(DVDVerify, FileDigestAndProgressCallback) {
     ctx.total = 0;
     EXPECT_EQ(qvncoa_file_verify_progress_callback(3, 0, nullptr, &ctx), 1000);
     EXPECT_EQ(rec.calls.size(), 100u);
+}
+
+TEST(DVDVerify, ExportedBoundary) {
+    DataSet set(false);
+    set.writeHeaders();
+    auto tables = std::make_unique<CNCOA_DataTables>();
+    tables->setRoot(set.path("").c_str());
+    tables->dvdHeader[0] = set.headers[0];
+    tables->dvdHeader[1] = set.headers[1];
+    tables->isHashData = false;
+
+    char errorText[QVNCOA_ERROR_TEXT_SIZE] = "untouched";
+    Recorder stop;
+    stop.answer = 0;
+    qvncoa_prog_cb_t cb = {Recorder::cb, &stop};
+    // A cancelling callback is not heard: the whole set is proved.
+    EXPECT_EQ(validateDVDFileHashSignatures(*tables, &cb, errorText), 1000);
+    EXPECT_EQ(stop.calls.back(), 100u);
+    EXPECT_STREQ(errorText, "untouched");
+
+    set.overwrite("/DVD 2/clk/gender.txt", "X");
+    EXPECT_EQ(validateDVDFileHashSignatures(*tables, nullptr, errorText), 1081);
+    EXPECT_EQ(std::string(errorText), set.path("/DVD 2/clk/gender.txt"));
+    EXPECT_EQ(validateDVDFileHashSignatures(*tables, nullptr, nullptr), 1081);
+
+    // Other failures of the verification are not reported.
+    std::strcpy(errorText, "untouched");
+    std::remove(set.path("/DVD 2/clk/lcd").c_str());
+    EXPECT_EQ(validateDVDFileHashSignatures(*tables, nullptr, errorText), 1000);
+    EXPECT_STREQ(errorText, "untouched");
+
+    EXPECT_EQ(qvncoa_validateDVDFileHashSignatures(nullptr, &cb, errorText), 1051);
 }
