@@ -1,5 +1,6 @@
 // The exported C face of the library: argument tests, and the boundary at
 // which the library's exceptions become return codes.
+#include <cstddef>
 #include <cstring>
 #include <new>
 
@@ -9,6 +10,41 @@
 #include "qvncoa.h"
 
 using namespace QV_NCOA;
+
+// Callers compiled against older copies of the header rely on these layouts.
+#define QV_AT(type, field, off) static_assert(offsetof(type, field) == (off), #type "." #field " moved")
+QV_AT(qvncoa_out_addr_t, name, 200);
+QV_AT(qvncoa_out_addr_t, addressLine, 400);
+QV_AT(qvncoa_out_addr_t, primaryNumber, 600);
+QV_AT(qvncoa_out_addr_t, secondaryNumber, 780);
+QV_AT(qvncoa_out_addr_t, lastLine, 810);
+QV_AT(qvncoa_out_addr_t, city, 1010);
+QV_AT(qvncoa_out_addr_t, zip4, 1100);
+QV_AT(qvncoa_out_addr_t, moveEffectiveDate, 1160);
+QV_AT(qvncoa_out_addr_t, moveType, 1190);
+QV_AT(qvncoa_out_addr_t, deliveryPoint, 1191);
+QV_AT(qvncoa_out_addr_t, checkDigit, 1221);
+QV_AT(qvncoa_out_addr_t, urbanization, 1222);
+QV_AT(qvncoa_out_addr_t, returnCode, 1252);
+QV_AT(qvncoa_out_addr_t, footnote, 1282);
+QV_AT(qvncoa_out_addr_t, lookupCount, 1312);
+QV_AT(qvncoa_out_addr_t, monthsSinceMove, 1316);
+QV_AT(qvncoa_out_addr_t, moveTooOld, 1320);
+QV_AT(qvncoa_out_addr_t, avRecord, 1328);
+static_assert(sizeof(qvncoa_out_addr_t) == 1336, "answer record size");
+QV_AT(qvncoa_in_addr_t, zip9, 24);
+QV_AT(qvncoa_in_addr_t, recordType, 40);
+static_assert(sizeof(qvncoa_in_addr_t) == 48, "input record size");
+QV_AT(qvncoa_release_info_t, date1, 51);
+QV_AT(qvncoa_release_info_t, sequence, 60);
+QV_AT(qvncoa_release_info_t, date2, 64);
+QV_AT(qvncoa_release_info_t, date3, 73);
+QV_AT(qvncoa_release_info_t, fileCount, 84);
+QV_AT(qvncoa_release_info_t, setLetter, 88);
+QV_AT(qvncoa_release_info_t, setLetter2, 89);
+static_assert(sizeof(qvncoa_release_info_t) == 92, "release info size");
+QV_AT(qvncoa_prog_cb_t, userData, 8);
+#undef QV_AT
 
 namespace {
 
