@@ -27,6 +27,8 @@ const ListFile kFiles[] = {
     {"particle_free_surnames.txt", WC_NO_PARTICLE},
     {"conjunctions.txt", WC_CONJ},
     {"ignored_words.txt", WC_IGNORED},
+    {"given_names.txt", WC_GIVEN},
+    {"surnames.txt", WC_SURNAME},
     {"definitions.txt", 0},
 };
 

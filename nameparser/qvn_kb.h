@@ -20,7 +20,9 @@ enum WordClass : uint16_t {
   WC_PARTICLE = 16,      // joins the following word into the surname (DE, VAN)
   WC_CONJ = 32,          // separates two people (AND)
   WC_NO_PARTICLE = 64,   // surname that never takes a particle before it (NGUYEN)
-  WC_IGNORED = 128       // never part of a name on a list (FAMILY, RESIDENT)
+  WC_IGNORED = 128,      // never part of a name on a list (FAMILY, RESIDENT)
+  WC_GIVEN = 256,        // common given name (JOHN)
+  WC_SURNAME = 512       // common surname (SMITH)
 };
 
 class KnowledgeBase {

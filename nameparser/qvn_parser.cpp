@@ -12,7 +12,9 @@
 //    ("J.R. SMITH" -> first J, middle R).
 //  - People: "&", "+", "/" and the conjunction words separate people. Only
 //    the first person is returned. When that person has no surname of their
-//    own ("JOHN AND MARY SMITH", "JOHN A & MARY SMITH") the surname, and the
+//    own, being one word or ending in an initial or a known given name
+//    ("JOHN AND MARY SMITH", "JOHN A & MARY SMITH", "MARY ANN AND JOHN
+//    SMITH"), the surname, and the
 //    suffix unless the first person has one, come from the second. When the
 //    first part holds only titles ("MR AND MRS JOHN SMITH") those titles are
 //    the prefix of the second part's name.
@@ -25,8 +27,11 @@
 //    first word is the first name and the rest the middle. A particle is
 //    never taken for the surname when it is the first word ("VAN MORRISON")
 //    nor before a surname of particle_free_surnames.txt ("THANH VAN NGUYEN").
-//    When the last word is a lone initial and the first is not, the name is
-//    in list order, surname first ("SMITH JOHN A").
+//    The name is in list order, surname first, when the last word is a lone
+//    initial and the first is not ("SMITH JOHN A"), or when of two or three
+//    words the first is only a known surname and the second only a known
+//    given name ("SMITH JOHN", "SMITH JOHN ROBERT"; surnames.txt and
+//    given_names.txt; a word in both lists proves nothing).
 //  - A lone word is the surname; a lone initial is the first name.
 //  - Suffixes: all go to slot 4, generational ones first, then professional
 //    ones, each in input order ("JR JR" is passed whole for the caller to
@@ -67,6 +72,8 @@ struct Work {
   char buf[kMaxInputLength + 1];
 
   bool has(int i, uint16_t cls) const { return (t[i].cls & cls) != 0; }
+  // In one of the given-name and surname lists but not in the other.
+  bool only(int i, uint16_t cls) const { return (t[i].cls & (WC_GIVEN | WC_SURNAME)) == cls; }
   bool initial(int i) const { return (t[i].flags & F_INITIAL) != 0; }
 };
 
@@ -279,7 +286,11 @@ void assignNames(Work& w, const uint8_t* v, int m) {
     w.role[v[0]] = w.initial(v[0]) ? R_FIRST : R_LAST;
     return;
   }
-  if (w.initial(v[m - 1]) && !w.initial(v[0])) {  // "SMITH JOHN A": surname first
+  bool listOrder = w.initial(v[m - 1]) && !w.initial(v[0]);  // "SMITH JOHN A"
+  // "SMITH JOHN", "NGUYEN THANH MINH": a known surname before a known given name.
+  listOrder = listOrder || ((m == 2 || m == 3) && w.only(v[0], WC_SURNAME) && w.only(v[1], WC_GIVEN) &&
+                            (m == 2 || !w.only(v[2], WC_SURNAME)));
+  if (listOrder) {
     int s = 0;
     while (s < m - 2 && w.has(v[s], WC_PARTICLE)) ++s;
     for (int k = 0; k <= s; ++k) w.role[v[k]] = R_LAST;
@@ -424,7 +435,9 @@ void parseAll(Work& w, int b, int e) {
     }
     return;
   }
-  if (comma || (nL >= 2 && !w.initial(lastName))) {  // the first person is complete
+  // The first person is complete unless the left part ends in an initial or a
+  // given name ("MARY ANN AND JOHN SMITH").
+  if (comma || (nL >= 2 && !w.initial(lastName) && !w.only(lastName, WC_GIVEN))) {
     clearRoles(w, c + 1, e);
     return;
   }
