@@ -235,25 +235,3 @@ int validateDVDFileHashSignatures(CNCOA_DataTables& tables, const qvncoa_prog_cb
 }
 
 }  // namespace QV_NCOA
-
-namespace {
-// What the caller's data object points at: one pointer to the tables, as
-// qvncoa_init_data_obj builds it.
-struct DataObjView {
-    QV_NCOA::CNCOA_DataTables* tables;
-};
-}  // namespace
-
-QVNCOA_API int qvncoa_validateDVDFileHashSignatures(void* dataObj, const qvncoa_prog_cb_t* progress, char* errorText) {
-    using namespace QV_NCOA;
-    if (dataObj == nullptr || static_cast<DataObjView*>(dataObj)->tables == nullptr) return 1051;
-    try {
-        return validateDVDFileHashSignatures(*static_cast<DataObjView*>(dataObj)->tables, progress, errorText);
-    } catch (const std::bad_alloc&) {
-        if (errorText != nullptr) errorText[0] = '\0';
-        return 1030;
-    } catch (const qvncoa_exception& e) {
-        copyText(errorText, e.what().asCstr());
-        return e.errCode();
-    }
-}

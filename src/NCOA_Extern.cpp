@@ -53,23 +53,11 @@ struct DataObjHolder {
     CNCOA_DataTables* tables = nullptr;
 };
 
-CNCOA_DataTables* tablesOf(void* dataObj) { return static_cast<DataObjHolder*>(dataObj)->tables; }
-
-void copyError(char* errorText, const qvncoa_exception& e) {
-    if (errorText == nullptr) return;
-    QvbString text = e.what();
-    size_t n = ncoa_strnlen(text.asCstr(), QVNCOA_ERROR_TEXT_SIZE - 1);
-    std::memcpy(errorText, text.asCstr(), n);
-    errorText[n] = '\0';
-}
-
-void clearError(char* errorText) {
-    if (errorText != nullptr) errorText[0] = '\0';
-}
-
 }  // namespace
 
 namespace QV_NCOA {
+
+CNCOA_DataTables* tablesOf(void* dataObj) { return static_cast<DataObjHolder*>(dataObj)->tables; }
 
 int clampMedMonths(int medMonths) {
     if (medMonths < 6) return 0;
@@ -100,7 +88,7 @@ extern "C" {
 QVNCOA_API int qvncoa_init_data_obj(void** dataObj, const char* dataRoot, const char* lkmPath, const char* proxyConfig,
                                     qv_target_version version, const char* parseDefinition, char* errorText,
                                     unsigned flags) {
-    try {
+    return atBoundary(errorText, [&]() -> int {
         if (dataObj == nullptr) return QVNCOA_ERR_ARGUMENT;
         *dataObj = nullptr;
         if (dataRoot == nullptr || lkmPath == nullptr || *dataRoot == '\0' || *lkmPath == '\0')
@@ -116,13 +104,7 @@ QVNCOA_API int qvncoa_init_data_obj(void** dataObj, const char* dataRoot, const 
         *dataObj = holder;
         holder->tables->initialize(dataRoot, lkmPath, proxyConfig, version, parseDefinition, flags);
         return QVNCOA_OK;
-    } catch (const std::bad_alloc&) {
-        clearError(errorText);
-        return QVNCOA_ERR_NO_MEMORY;
-    } catch (const qvncoa_exception& e) {
-        copyError(errorText, e);
-        return e.errCode();
-    }
+    });
 }
 
 QVNCOA_API void qvncoa_destroy_data_obj(void** dataObj) {
@@ -151,7 +133,7 @@ QVNCOA_API int qvncoa_getNCOAReleaseInfo(void* dataObj, qvncoa_release_info_t* i
 
 QVNCOA_API int qvncoa_lookup_without_qvav(void* dataObj, const qvncoa_in_addr_t* in, qvncoa_out_addr_t* out, int mode,
                                           int medMonths, char* errorText, unsigned flags) {
-    try {
+    return atBoundary(errorText, [&]() -> int {
         if (dataObj == nullptr) return QVNCOA_ERR_NULL_OBJECT;
         if (out == nullptr || in == nullptr) return QVNCOA_ERR_ARGUMENT;
         medMonths = clampMedMonths(medMonths);
@@ -163,13 +145,14 @@ QVNCOA_API int qvncoa_lookup_without_qvav(void* dataObj, const qvncoa_in_addr_t*
         input.desc.cpyIn(in->secondaryDesignator, 4);
         input.recordType = in->recordType;
         return doIt(input, dataObj, out, mode, medMonths, flags);
-    } catch (const std::bad_alloc&) {
-        clearError(errorText);
-        return QVNCOA_ERR_NO_MEMORY;
-    } catch (const qvncoa_exception& e) {
-        copyError(errorText, e);
-        return e.errCode();
-    }
+    });
+}
+
+QVNCOA_API int qvncoa_validateDVDFileHashSignatures(void* dataObj, const qvncoa_prog_cb_t* progress, char* errorText) {
+    if (dataObj == nullptr) return QVNCOA_ERR_NULL_OBJECT;
+    return atBoundary(errorText, [&]() -> int {
+        return validateDVDFileHashSignatures(*tablesOf(dataObj), progress, errorText);
+    });
 }
 
 }  // extern "C"
