@@ -32,7 +32,8 @@
 //    words the first is only a known surname and the second only a known
 //    given name ("SMITH JOHN", "SMITH JOHN ROBERT"; surnames.txt and
 //    given_names.txt; a word in both lists proves nothing).
-//  - A lone word is the surname; a lone initial is the first name.
+//  - A lone word is the surname, unless it is an initial or only a known
+//    given name ("MRS MARY"): then it is the first name.
 //  - Suffixes: all go to slot 4, generational ones first, then professional
 //    ones, each in input order ("JR JR" is passed whole for the caller to
 //    mend). A suffix is only taken when a name word is left before it. A
@@ -283,7 +284,7 @@ int stripTitles(Work& w, const uint8_t* words, int a, int m) {
 void assignNames(Work& w, const uint8_t* v, int m) {
   if (m == 0) return;
   if (m == 1) {
-    w.role[v[0]] = w.initial(v[0]) ? R_FIRST : R_LAST;
+    w.role[v[0]] = (w.initial(v[0]) || w.only(v[0], WC_GIVEN)) ? R_FIRST : R_LAST;
     return;
   }
   bool listOrder = w.initial(v[m - 1]) && !w.initial(v[0]);  // "SMITH JOHN A"
