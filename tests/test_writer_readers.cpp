@@ -17,6 +17,7 @@
 #include "FileManager.h"
 #include "NCOA_Utils.h"
 #include "World.h"
+#include "qvncoa.h"
 
 namespace fs = std::filesystem;
 using namespace QV_NCOA;
@@ -167,4 +168,50 @@ TEST_F(WriterReadersTest, SearchedFilesFindTheWorldsRows) {
                                                                &BusinessLstItem::deserialize, 48, first, last, 0, 1));
     ASSERT_EQ(firms.size(), 1u);
     EXPECT_EQ(std::string(firms[0].name, 9), "ALPHA INC");
+}
+
+// The path of the demo: open the written set through the exported functions,
+// read its identity back and prove it, on disk and in memory.
+TEST_F(WriterReadersTest, OpensAndProvesThroughTheExportedInterface) {
+    for (unsigned flags : {0u, static_cast<unsigned>(QVNCOA_INIT_IN_MEMORY)}) {
+        SCOPED_TRACE(flags);
+        char err[1024] = {};
+        void* obj = nullptr;
+        ASSERT_EQ(qvncoa_init_data_obj(&obj, root_.string().c_str(), QV_SOURCE_DIR "/data/namekb", "", 2, nullptr,
+                                       err, flags),
+                  QVNCOA_OK)
+            << err;
+        qvncoa_release_info_t info{};
+        EXPECT_EQ(qvncoa_getNCOAReleaseInfo(obj, &info), QVNCOA_OK);
+        std::string name(info.setName);
+        name.erase(name.find_last_not_of(' ') + 1);
+        EXPECT_EQ(name, "READER CHECK");
+        EXPECT_EQ(info.setLetter, 'E');
+        EXPECT_EQ(info.sequence, 4321);
+        EXPECT_EQ(std::string(info.date1), qvw::todayYYYYMMDD());
+        EXPECT_EQ(std::string(info.date3), qvw::addDays(qvw::todayYYYYMMDD(), 45));
+
+        unsigned lastPercent = 0;
+        qvncoa_prog_cb_t progress{[](unsigned current, unsigned, qvncoa_out_addr_t*, void* user) {
+                                      *static_cast<unsigned*>(user) = current;
+                                      return 1000;
+                                  },
+                                  &lastPercent};
+        EXPECT_EQ(qvncoa_validateDVDFileHashSignatures(obj, &progress, err), QVNCOA_OK) << err;
+        EXPECT_EQ(lastPercent, 100u);
+        qvncoa_destroy_data_obj(&obj);
+    }
+
+    // A release 46 days back is refused as too old: the date sits where the reader looks.
+    qvw::World old = qvw::parseWorld(kWorld);
+    old.dataset.releaseDate = qvw::addDays(qvw::todayYYYYMMDD(), -46);
+    const fs::path oldRoot = root_.string() + "-old";
+    qvw::DataSetWriter(old, oldRoot.string()).write();
+    char err[1024] = {};
+    void* obj = nullptr;
+    EXPECT_EQ(qvncoa_init_data_obj(&obj, oldRoot.string().c_str(), QV_SOURCE_DIR "/data/namekb", "", 2, nullptr, err, 0),
+              QVNCOA_ERR_DATA_EXPIRED);
+    if (obj)
+        qvncoa_destroy_data_obj(&obj);
+    fs::remove_all(oldRoot);
 }
