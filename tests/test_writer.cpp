@@ -146,18 +146,18 @@ TEST_F(WriterTest, TreeHoldsExactlyTheFilesOfAHashSet) {
 }
 
 TEST_F(WriterTest, RecordFilesAreWholeSortedAndClosedByTheirEndMarks) {
-    struct Spec {
+    struct RecordFile {
         fs::path path;
         std::size_t size, keyOff, keyLen;
     };
-    const std::vector<Spec> specs = {
+    const std::vector<RecordFile> files = {
         {d2("clk/x11"), 24, 0, 11},        {d2("rv9/czp.dat"), 48, 0, 5},   {d2("rv9/cln.dat"), 49, 0, 6},
         {d2("clk/leftrite.txt"), 11, 0, 9}, {d2("rv9/rv9.esd"), 26, 0, 4},   {d2("clk/lcd"), 6, 0, 4},
         {d2("dailydel.dat"), 12, 0, 8},     {d2("clk/gender.txt"), 12, 0, 10}, {d2("clk/business.lst"), 48, 0, 8},
         {d2("clk/urbx.lst"), 38, 0, 9},     {d2("rv9/pno.dat"), 7, 0, 0},    {d2("rv9/dsc.dat"), 3, 0, 0},
         {d2("rv9/sno.dat"), 6, 0, 0},       {d2("rv9/suf.dat"), 3, 0, 0},    {d2("rv9/nam.dat"), 19, 0, 0},
         {d2("rv9/crd.dat"), 3, 0, 0},       {d2("rv9/lln.dat"), 4, 0, 0}};
-    for (const auto& s : specs) {
+    for (const auto& s : files) {
         SCOPED_TRACE(s.path.string());
         const Bytes b = readAll(s.path);
         ASSERT_FALSE(b.empty());
