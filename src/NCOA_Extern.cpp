@@ -120,11 +120,12 @@ QVNCOA_API int qvncoa_getNCOAReleaseInfo(void* dataObj, qvncoa_release_info_t* i
     if (info == nullptr) return QVNCOA_ERR_ARGUMENT;
     std::memset(info, 0, sizeof *info);
     const DVDHeader& h = tablesOf(dataObj)->dvdHeader[0];
-    std::strncpy(info->setName, h.setName.buf, 50);
-    std::strncpy(info->date1, h.date1.buf, 8);
+    // The record is zeroed: at most 50 or 8 characters keep a NUL behind them.
+    std::memcpy(info->setName, h.setName.buf, ncoa_strnlen(h.setName.buf, 50));
+    std::memcpy(info->date1, h.date1.buf, ncoa_strnlen(h.date1.buf, 8));
     info->sequence = h.sequence;
-    std::strncpy(info->date2, h.date2.buf, 8);
-    std::strncpy(info->date3, h.date3.buf, 8);
+    std::memcpy(info->date2, h.date2.buf, ncoa_strnlen(h.date2.buf, 8));
+    std::memcpy(info->date3, h.date3.buf, ncoa_strnlen(h.date3.buf, 8));
     info->fileCount = h.fileCount;
     info->setLetter = h.setLetter;
     info->setLetter2 = h.setLetter2;

@@ -16,8 +16,9 @@ void engineError(void* handle, char* text, size_t size) {
     char buf[QV_PROXY_ERROR_SIZE * 4] = {};
     int32_t code = 0;
     proxy__qv_error_info_get(handle, &code, buf);
-    std::strncpy(text, buf, size - 1);
-    text[size - 1] = '\0';
+    size_t n = ncoa_strnlen(buf, size - 1);
+    std::memcpy(text, buf, n);
+    text[n] = '\0';
 }
 
 const char* slotText(const unsigned char* tokens, int slot) {
