@@ -3,7 +3,7 @@ BUILD      ?= build
 ASAN_BUILD ?= build-asan
 JOBS       ?= $(shell nproc 2>/dev/null || echo 2)
 
-.PHONY: all deps configure test test-asan clean
+.PHONY: all deps configure test test-asan demo clean
 
 all: configure
 	cmake --build $(BUILD) -j $(JOBS)
@@ -21,6 +21,15 @@ test-asan: deps
 	cmake -S . -B $(ASAN_BUILD) -DCMAKE_BUILD_TYPE=Debug -DQV_SANITIZE=ON -DQV_BUILD_BENCH=OFF
 	cmake --build $(ASAN_BUILD) -j $(JOBS)
 	cd $(ASAN_BUILD) && ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 ctest --output-on-failure -j $(JOBS)
+
+# Writes the sample data set, opens it through the library and proves it.
+demo: all
+	$(BUILD)/cli/ncoa dataset build data/sample/world.json $(BUILD)/sample-data
+	@echo
+	$(BUILD)/cli/ncoa prove --data $(BUILD)/sample-data
+	@echo
+	@echo "demo: wrote the sample data set to $(BUILD)/sample-data, opened it with qvncoa_init_data_obj"
+	@echo "      and proved every file against the SHA-1 lists of its two disc headers."
 
 clean:
 	rm -rf $(BUILD) $(ASAN_BUILD)

@@ -8,5 +8,7 @@ namespace ncoa_cli {
 
 // `ncoa dataset build WORLD.json OUTDIR`
 void addDatasetCommand(CLI::App& app);
+// `ncoa info --data DIR`, `ncoa prove --data DIR`
+void addProveCommands(CLI::App& app);
 
 } // namespace ncoa_cli

@@ -8,6 +8,7 @@ int main(int argc, char** argv) {
     CLI::App app{"NCOALink data sets and move processing", "ncoa"};
     app.require_subcommand(1);
     ncoa_cli::addDatasetCommand(app);
+    ncoa_cli::addProveCommands(app);
 
     try {
         app.parse(argc, argv);

@@ -1,0 +1,57 @@
+// An opened data set for the commands: the library's data object, destroyed
+// on every path, and the options every command that opens one shares.
+#pragma once
+
+#include <CLI/CLI.hpp>
+
+#include <stdexcept>
+#include <string>
+
+#include "qvncoa.h"
+
+namespace ncoa_cli {
+
+struct OpenOptions {
+    std::string data;
+    std::string kb = QV_DEFAULT_KB;
+    bool memory = false;
+};
+
+inline void addOpenOptions(CLI::App& cmd, OpenOptions& o) {
+    cmd.add_option("--data", o.data, "Data set root (the folder holding \"DVD 1\" and \"DVD 2\")")->required();
+    cmd.add_option("--kb", o.kb, "Name-parser knowledge base folder")->capture_default_str();
+    cmd.add_flag("--memory", o.memory, "Hold the hash files, bit tables and LCD table in memory");
+}
+
+// A failure of the library: its code and its text.
+class LibraryError : public std::runtime_error {
+public:
+    LibraryError(int code, const std::string& what)
+        : std::runtime_error(what + " (code " + std::to_string(code) + ")"), code_(code) {}
+    int code() const { return code_; }
+
+private:
+    int code_;
+};
+
+class DataObject {
+public:
+    explicit DataObject(const OpenOptions& o) {
+        char err[QVNCOA_ERROR_TEXT_SIZE] = "";
+        int rc = qvncoa_init_data_obj(&obj_, o.data.c_str(), o.kb.c_str(), "", 2, nullptr, err,
+                                      o.memory ? static_cast<unsigned>(QVNCOA_INIT_IN_MEMORY) : 0u);
+        if (rc != QVNCOA_OK) {
+            qvncoa_destroy_data_obj(&obj_);
+            throw LibraryError(rc, std::string("cannot open the data set at ") + o.data + ": " + err);
+        }
+    }
+    ~DataObject() { qvncoa_destroy_data_obj(&obj_); }
+    DataObject(const DataObject&) = delete;
+    DataObject& operator=(const DataObject&) = delete;
+    void* get() const { return obj_; }
+
+private:
+    void* obj_ = nullptr;
+};
+
+}  // namespace ncoa_cli
