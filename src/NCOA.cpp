@@ -45,11 +45,7 @@ void NCOAAnswer::init(bool keepInput) {
         lookupCount = 0;
         emdp = 0;
         std::memset(emdpSha, 0, sizeof emdpSha);
-        parsedName.prefix.spcs();
-        parsedName.first.spcs();
-        parsedName.middle.spcs();
-        parsedName.last.spcs();
-        parsedName.suffix.spcs();
+        parsedName.blank();
         parsedName.gender = ' ';
         parsedGender = ' ';
         zip4Used.spcs();

@@ -6,21 +6,13 @@
 
 namespace QV_NCOA {
 
-static void blankName(nameStruct& n) {
-    n.prefix.spcs();
-    n.first.spcs();
-    n.middle.spcs();
-    n.last.spcs();
-    n.suffix.spcs();
-}
-
 CNCOA_Lookup::CNCOA_Lookup(const CNCOA_DataTables& t, bool dbg) : CNCOA_RV9(t), tables(t), debug(dbg) { reset(); }
 
 void CNCOA_Lookup::reset() {
     answer.init(false);
     savedAnswer.init(false);
-    blankName(lookupName);
-    blankName(parsedName);
+    lookupName.blank();
+    parsedName.blank();
     inputName.spcs();
     hyphenScratch.spcs();
     savedFirst.spcs();

@@ -26,6 +26,15 @@ struct nameStruct {
     fixedString<5> suffix;
     char gender;
     nameStruct() {}  // NOLINT: gender deliberately not set
+
+    // Blanks the five parts; gender stays.
+    void blank() {
+        prefix.spcs();
+        first.spcs();
+        middle.spcs();
+        last.spcs();
+        suffix.spcs();
+    }
 };
 
 // What one search in the data set gave.
