@@ -38,9 +38,8 @@ void runBuild(const BuildOptions& o) {
     fmt::print("  {} files, {} bytes\n", r.filesWritten, r.bytesWritten);
     fmt::print("  {} address ranges, {} LCD rows, {} urbanizations, {} businesses, {} daily deletes\n", r.ranges,
                r.lcdRows, r.urbanizations, r.businessesWritten, r.dailyDeletesWritten);
-    if (r.pendingFilings || r.pendingBusinesses || r.pendingDailyDeletes)
-        fmt::print("  not encoded by this version: {} filings, {} businesses and {} daily deletes given by address\n",
-                   r.pendingFilings, r.pendingBusinesses, r.pendingDailyDeletes);
+    fmt::print("  {} filings, {} stripe places marked taken, filter false-positive rate at most {:.2g}\n",
+               r.filingsEncoded, r.stripeTakenPlaces, r.filterFalsePositiveRate);
 }
 
 } // namespace

@@ -50,7 +50,8 @@ bool decadeOfYearDigit(unsigned yearDigit, int currentYear, unsigned long& decad
             decade = thisDecade - 1;
             return true;
         }
-        return false;  // 2 to 4 years ahead, or no single digit at all
+        // 2 to 4 years ahead; a distance of 10 or more has no reading either.
+        return false;
     }
     unsigned d = digit - yearDigit;
     if (d <= 5) {

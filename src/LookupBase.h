@@ -17,7 +17,7 @@ void buildXOStripeTable(unsigned char (*rows)[7]);
 
 // The decade of a one-digit move year, seen from currentYear: at most one year
 // ahead and five back. False for the digits 2 to 4 years ahead or 6 to 8
-// years back, which no filing may carry.
+// years back, and for distances of 10 or more, which no filing may carry.
 bool decadeOfYearDigit(unsigned yearDigit, int currentYear, unsigned long& decade);
 
 class CNCOA_LookupBase {

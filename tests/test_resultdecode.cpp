@@ -32,10 +32,11 @@ protected:
 
     // The seven stored bytes of a number: base-254 digits, each plus 1.
     static void digitsOf(unsigned long number, unsigned long* values) {
-        for (int i = 0; i < 7; ++i) {
+        for (int i = 0; i < 6; ++i) {
             values[i] = number % 254 + 1;
             number /= 254;
         }
+        values[6] = number + 1;  // may pass one byte: calcResults_int takes any numbers
     }
     // head: ZIP index + 64000 * (flags and date and name code); six further digits.
     static unsigned long numberOf(unsigned long head, unsigned long six) { return head * 1000000UL + six; }
@@ -173,7 +174,22 @@ TEST_F(ResultDecodeTest, DecadeRuleKeepsYearsFromFiveBackToOneAhead) {
     EXPECT_EQ(decade, 203u);
     EXPECT_TRUE(decadeOfYearDigit(9, 2030, decade));
     EXPECT_EQ(decade, 202u);
-    EXPECT_FALSE(decadeOfYearDigit(15, 2026, decade));  // no single digit
+    // The rule looks at the distance only: a "digit" of 15 is nine ahead of
+    // 2026's 6 and passes as the decade before, and the date then fails to
+    // print in six places.
+    EXPECT_TRUE(decadeOfYearDigit(15, 2026, decade));
+    EXPECT_FALSE(decadeOfYearDigit(16, 2026, decade));
+    const unsigned long nowDigit = lookup.getCurrentYear() % 10;
+    if (nowDigit != 0) {
+        LookupRes res;
+        try {
+            decode(numberOf(5 + 64000UL * restOf(true, true, nowDigit + 9, 1, 0), 0), 1, res);
+            FAIL() << "a two-digit year can't print in six places";
+        } catch (const qvncoa_exception& e) {
+            EXPECT_EQ(e.errCode(), 1050);
+            EXPECT_STREQ(e.what().asCstr(), "Lookup base internal error 1");
+        }
+    }
 
     // A refused digit blanks the result through the real clock.
     const unsigned long refused = (lookup.getCurrentYear() + 3) % 10;

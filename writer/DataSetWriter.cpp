@@ -93,10 +93,31 @@ std::string addDays(const std::string& d, int days) {
 
 DataSetWriter::DataSetWriter(const World& world, std::string root) : world_(world), root_(std::move(root)) {}
 
-HashSectionSizes DataSetWriter::sectionSizes(char) const {
-    // All letters share the minimum sizes until filings are encoded; the
-    // filing encoder will grow each letter's sections to its own load.
-    return {world_.dataset.filterBytes, world_.dataset.stripeBytes};
+HashSectionSizes DataSetWriter::sectionSizes(char letter) const {
+    // Letters without filings keep the minimum sizes; the others grow with their load.
+    if (!hash_)
+        return {world_.dataset.filterBytes, world_.dataset.stripeBytes};
+    return {hash_->filterBytes(letter), hash_->stripeBytes(letter)};
+}
+
+Bytes DataSetWriter::addressKey(const Address& a, const std::string& where) const {
+    std::uint64_t emdp = 0;
+    if (!emdpOf(a, lcdReplacements(world_), emdp))
+        throw WriterError(where + ": the address has no key (its ZIP is not numeric)");
+    const Sha1Digest d = emdpDigest(emdp);
+    return Bytes(d.begin(), d.begin() + 8);
+}
+
+Bytes DataSetWriter::addressBitTable(const std::vector<Address>& addresses) const {
+    BitTable table(static_cast<std::uint32_t>(
+        nextPowerOfTwo(std::max<std::uint64_t>(world_.dataset.bitTableBytes, 2 * addresses.size()))));
+    const LcdReplacements lcd = lcdReplacements(world_);
+    for (const auto& a : addresses) {
+        std::uint64_t emdp = 0;
+        if (emdpOf(a, lcd, emdp))
+            table.add(emdpDigest(emdp));
+    }
+    return table.bytes();
 }
 
 void DataSetWriter::prepareLists() {
@@ -111,7 +132,7 @@ void DataSetWriter::prepareLists() {
     for (const auto& r : world_.ranges)
         zips.insert(r.zip);
     for (const auto& f : world_.filings)
-        if (!f.toZip11.empty())
+        if (!f.toZip11.empty() && f.toZip11.compare(0, 5, "00000") != 0) // 00000: a code, no ZIP
             zips.insert(f.toZip11.substr(0, 5));
     zips_.assign(zips.begin(), zips.end());
     if (zips_.size() + 1 >= 64000)
@@ -157,6 +178,8 @@ BuildReport DataSetWriter::write() {
     manifest_ = Manifest{};
     report_.root = root_;
     prepareLists();
+    hash_ = std::make_unique<HashEncoder>(world_, zips_, hints_, letters_, std::stoi(todayYYYYMMDD().substr(0, 4)));
+    hash_->encode();
 
     writeHashStripes();
     writeHashFilters();
@@ -186,44 +209,64 @@ BuildReport DataSetWriter::write() {
     report_.releaseDate = date1_;
     report_.sequence = world_.dataset.sequence;
     report_.ranges = rv9_.records.size();
-    report_.pendingFilings = world_.filings.size();
+    report_.filingsEncoded = hash_->stats().filings;
+    report_.stripeTakenPlaces = hash_->stats().takenPlaces;
+    report_.filterFalsePositiveRate = hash_->stats().worstFilterFalsePositive;
     return report_;
 }
 
 // ---- Hash sections -------------------------------------------------------
 // Section 0 of a letter is its nine-probe filter, sections 1 to 8 the stripes
 // of the result bytes, section 9 a reserved stripe of the same size that only
-// the verification reads. All-zero: the filter admits nothing.
+// the verification reads. A letter without filings is all zero.
 
 void DataSetWriter::writeHashStripes() {
-    for (char letter = 'a'; letter <= 'z'; ++letter) {
-        const Bytes zeros(sectionSizes(letter).stripe, 0);
+    for (char letter = 'a'; letter <= 'z'; ++letter)
         for (int section = 1; section <= 9; ++section)
-            emit(1, std::string("clk.") + letter + ".hs" + std::to_string(section), zeros);
-    }
+            emit(1, std::string("clk.") + letter + ".hs" + std::to_string(section), hash_->section(letter, section));
 }
 
 void DataSetWriter::writeHashFilters() {
     for (char letter = 'a'; letter <= 'z'; ++letter)
-        emit(2, std::string("clk.") + letter + ".hs0", Bytes(sectionSizes(letter).filter, 0));
+        emit(2, std::string("clk.") + letter + ".hs0", hash_->section(letter, 0));
 }
 
-// Business addresses: a nine-probe bit table over the SHA-1 of the EMDP. The
-// probes need the whole digest, so only address-given businesses can set
-// bits, and those wait for the EMDP encoder.
-void DataSetWriter::writeClkHsb() { emit(2, "clk.hsb", Bytes(world_.dataset.bitTableBytes, 0)); }
-void DataSetWriter::writeDphHsa() { emit(2, "clk/dph.hsa", Bytes(world_.dataset.bitTableBytes, 0)); }
+// Nine-probe bit tables over the SHA-1 of an EMDP. The probes need the whole
+// digest, so businesses given by key_hex alone set no bit. clk.hsb: every
+// business address, of the business list and of business filings.
+void DataSetWriter::writeClkHsb() {
+    std::vector<Address> at;
+    for (const auto& b : world_.businesses)
+        if (b.at.address)
+            at.push_back(*b.at.address);
+    for (const auto& f : world_.filings)
+        if (f.kind == Filing::Kind::Business)
+            at.push_back(f.from);
+    emit(2, "clk.hsb", addressBitTable(at));
+}
+
+// dph.hsa: every address the world names is taken as deliverable.
+void DataSetWriter::writeDphHsa() {
+    std::vector<Address> at;
+    for (const auto& f : world_.filings)
+        at.push_back(f.from);
+    for (const auto& b : world_.businesses)
+        if (b.at.address)
+            at.push_back(*b.at.address);
+    for (const auto& d : world_.dailyDeletes)
+        if (d.at.address)
+            at.push_back(*d.at.address);
+    emit(2, "clk/dph.hsa", addressBitTable(at));
+}
 
 // 12-byte rows: 8 key bytes, the sequence as four digits. Not on the header:
 // the daily delete changes between releases of the discs.
 void DataSetWriter::writeDailyDel() {
     RecordTable t{12, 8, {}};
-    for (const auto& d : world_.dailyDeletes) {
-        if (d.at.address) {
-            ++report_.pendingDailyDeletes;
-            continue;
-        }
-        Bytes row = d.at.rawKey;
+    for (std::size_t i = 0; i < world_.dailyDeletes.size(); ++i) {
+        const DailyDelete& d = world_.dailyDeletes[i];
+        Bytes row = d.at.address ? addressKey(*d.at.address, "daily_deletes[" + std::to_string(i) + "].at")
+                                 : d.at.rawKey;
         char seq[24];
         std::snprintf(seq, sizeof seq, "%04d", d.sequence);
         putField(row, seq, 4);
@@ -272,14 +315,24 @@ void DataSetWriter::writeLcd() {
 // 48-byte rows: 8 key bytes, the firm name in 40; closed by the end mark.
 void DataSetWriter::writeBusinessLst() {
     RecordTable t{48, 8, {}};
-    for (const auto& b : world_.businesses) {
-        if (b.at.address) {
-            ++report_.pendingBusinesses;
-            continue;
-        }
-        Bytes row = b.at.rawKey;
+    std::set<Bytes> rows;
+    for (std::size_t i = 0; i < world_.businesses.size(); ++i) {
+        const BusinessEntry& b = world_.businesses[i];
+        Bytes row = b.at.address ? addressKey(*b.at.address, "businesses[" + std::to_string(i) + "].at") : b.at.rawKey;
         putField(row, b.name, 40);
-        t.add(row);
+        if (rows.insert(row).second)
+            t.add(row);
+    }
+    // A business filing is searched under the name listed at its address:
+    // its firm is listed there unless the world lists it already.
+    for (std::size_t i = 0; i < world_.filings.size(); ++i) {
+        const Filing& f = world_.filings[i];
+        if (f.kind != Filing::Kind::Business)
+            continue;
+        Bytes row = addressKey(f.from, "filings[" + std::to_string(i) + "].from");
+        putField(row, f.business, 40);
+        if (rows.insert(row).second)
+            t.add(row);
     }
     t.sort();
     report_.businessesWritten = t.rows.size();

@@ -3,18 +3,17 @@
 // file's size and SHA-1. One member function per file, so that each format
 // lives in one place.
 //
-// Not encoded yet, and reported as pending in BuildReport: filings (the hash
-// sections and their filter bits), and businesses and daily deletes that are
-// given by address rather than by key (their keys come from the EMDP rules).
-// Until then the hash sections, clk.hsb and dph.hsa are written all-zero at
-// their power-of-two sizes: valid tables in which no key is present.
+// Filings go into the hash sections through HashEncoder; addresses become
+// keys through the writer's own EMDP rules (Emdp.h).
 #pragma once
 
 #include <array>
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
+#include "HashEncoder.h"
 #include "Manifest.h"
 #include "Rv9Encoder.h"
 #include "World.h"
@@ -29,8 +28,10 @@ struct BuildReport {
     std::uint64_t bytesWritten = 0;
     std::size_t ranges = 0;
     std::size_t lcdRows = 0, urbanizations = 0, businessesWritten = 0, dailyDeletesWritten = 0;
-    // World content the writer does not encode yet.
-    std::size_t pendingFilings = 0, pendingBusinesses = 0, pendingDailyDeletes = 0;
+    // Filings in the hash sections, stripe places marked taken, and the
+    // filter's estimated false-positive rate on its fullest letter.
+    std::size_t filingsEncoded = 0, stripeTakenPlaces = 0;
+    double filterFalsePositiveRate = 0;
 };
 
 // Byte sizes of the hash sections of one letter; each a power of two.
@@ -89,6 +90,10 @@ private:
     void writeHeaders();
 
     void prepareLists();
+    // First 8 bytes of the SHA-1 of an address's EMDP: the business and daily delete key.
+    Bytes addressKey(const Address& address, const std::string& where) const;
+    // Nine-probe table of these address digests, at least bitTableBytes and 2 bytes each.
+    Bytes addressBitTable(const std::vector<Address>& addresses) const;
     // Writes one file; `listed` puts it on its disc's header.
     void emit(int disc, const std::string& relPath, const Bytes& data, bool listed = true);
     void emit(int disc, const std::string& relPath, const std::string& text, bool listed = true);
@@ -101,6 +106,7 @@ private:
     std::vector<std::string> zips_, hints_;
     std::array<char, 100> letters_{};
     Rv9Data rv9_;
+    std::unique_ptr<HashEncoder> hash_;
 };
 
 // Today's local date as YYYYMMDD, and a YYYYMMDD date moved by `days`.

@@ -1,0 +1,284 @@
+#include "HashEncoder.h"
+
+#include <algorithm>
+#include <cmath>
+#include <set>
+#include <unordered_map>
+
+namespace qvw {
+
+namespace {
+
+std::uint32_t wordAt(const unsigned char* p) {
+    return (std::uint32_t(p[0]) << 24) | (std::uint32_t(p[1]) << 16) | (std::uint32_t(p[2]) << 8) | p[3];
+}
+
+// Minimum bytes per filing: 16 to 32 filter bits a key keeps nine probes
+// at a false-positive rate of at most about 5 in 10,000; four stripe places a
+// key keep the walks past taken places short.
+constexpr std::uint64_t kFilterBytesPerKey = 2;
+constexpr std::uint64_t kStripeBytesPerKey = 4;
+
+constexpr std::uint8_t kTaken = 255;
+constexpr unsigned kNoHint = 254;
+
+bool generational(const std::string& suffix) {
+    for (const char* g : {"JR", "SR", "II", "III", "IV"})
+        if (suffix.rfind(g, 0) == 0)
+            return true;
+    return false;
+}
+
+std::string hyphensToBlanks(std::string s) {
+    std::replace(s.begin(), s.end(), '-', ' ');
+    return s;
+}
+
+std::string closedUp(const std::string& s) {
+    std::string out;
+    for (char c : hyphensToBlanks(s))
+        if (c != ' ')
+            out += c;
+    return out;
+}
+
+unsigned initialCode(char c, const std::string& where) {
+    if (c == ' ')
+        return 0;
+    if (c < 'A' || c > 'Z')
+        throw WriterError(where + ": middle initials must be letters A-Z");
+    return static_cast<unsigned>(c - 'A' + 1);
+}
+
+} // namespace
+
+// ---- Bit tables -----------------------------------------------------------
+
+void BitTable::add(const Sha1Digest& d) {
+    for (int k = 0; k < 9; ++k) {
+        const std::uint32_t w = wordAt(d.data() + 2 * k);
+        bits_[w % bits_.size()] |= static_cast<unsigned char>(0x80u >> (w >> 29));
+    }
+}
+
+bool BitTable::contains(const Sha1Digest& d) const {
+    for (int k = 0; k < 9; ++k) {
+        const std::uint32_t w = wordAt(d.data() + 2 * k);
+        if ((bits_[w % bits_.size()] & (0x80u >> (w >> 29))) == 0)
+            return false;
+    }
+    return true;
+}
+
+double BitTable::fill() const {
+    std::size_t set = 0;
+    for (unsigned char b : bits_)
+        set += static_cast<std::size_t>(__builtin_popcount(b));
+    return static_cast<double>(set) / (8.0 * static_cast<double>(bits_.size()));
+}
+
+// ---- Keys, permutation, walks -----------------------------------------------
+
+Bytes filingSearchKey(const Filing& f, std::uint64_t emdp) {
+    Bytes key;
+    putBigEndian(key, emdp, 8);
+    if (f.kind == Filing::Kind::Business) {
+        putField(key, f.business, 40);
+        return key;
+    }
+    putField(key, f.kind == Filing::Kind::Individual ? hyphensToBlanks(f.name.first) : std::string(), 15);
+    putField(key, closedUp(f.name.last), 20);
+    putField(key, generational(f.name.suffix) ? f.name.suffix : std::string(), 5);
+    return key;
+}
+
+std::array<unsigned char, 7> permutationRow(unsigned r) {
+    // Lexicographic rank in the factorial number system: 6! rows share each
+    // first number, 5! each second, and so on.
+    std::vector<unsigned char> left = {1, 2, 3, 4, 5, 6, 7};
+    std::array<unsigned char, 7> row{};
+    unsigned block = 720;
+    for (int i = 0; i < 7; ++i) {
+        const unsigned pick = r / block;
+        r %= block;
+        row[static_cast<std::size_t>(i)] = left[pick];
+        left.erase(left.begin() + pick);
+        if (i < 6)
+            block /= static_cast<unsigned>(6 - i);
+    }
+    return row;
+}
+
+std::vector<std::uint32_t> stripeWalk(const Sha1Digest& key, int stripe, std::uint32_t size) {
+    // The stream: the key, then each block the SHA-1 of the one before, made
+    // only as the walk reaches it. Before each read at most one block is
+    // made: the first one due (the read's start past 20b - 3) that still
+    // looks unmade (its first byte 0). A read at 17 therefore still sees the
+    // unmade first byte of block 1 as 0; the reader does the same.
+    std::array<unsigned char, 120> stream{};
+    std::copy(key.begin(), key.end(), stream.begin());
+    std::vector<std::uint32_t> places;
+    for (int pos = stripe * 4 + 2; pos + 4 <= 120; ++pos) {
+        for (int b = 1; b <= 5 && pos > 20 * b - 3; ++b) {
+            if (stream[static_cast<std::size_t>(20 * b)] == 0) {
+                const Sha1Digest next = sha1Of(stream.data() + 20 * (b - 1), 20);
+                std::copy(next.begin(), next.end(), stream.begin() + 20 * b);
+                break;
+            }
+        }
+        places.push_back(wordAt(stream.data() + pos) & (size - 1));
+    }
+    return places;
+}
+
+// ---- The encoder ------------------------------------------------------------
+
+HashEncoder::HashEncoder(const World& world, const std::vector<std::string>& zips,
+                         const std::vector<std::string>& hints, const std::array<char, 100>& letters, int currentYear)
+    : world_(world), zips_(zips), hints_(hints), letters_(letters), currentYear_(currentYear),
+      lcd_(lcdReplacements(world)) {}
+
+Bytes HashEncoder::resultBytes(const Filing& f, const Sha1Digest& key, const std::string& where) const {
+    std::uint64_t zipIndex = 0;
+    std::string six = "000000";
+    if (!f.toZip11.empty()) {
+        six = f.toZip11.substr(5, 6);
+        const std::string zip = f.toZip11.substr(0, 5);
+        if (zip != "00000") { // "00000": the six digits carry a result code
+            const auto it = std::find(zips_.begin(), zips_.end(), zip);
+            if (it == zips_.end())
+                throw WriterError(where + ".to_zip11: ZIP " + zip + " is not in zip.lst");
+            zipIndex = static_cast<std::uint64_t>(it - zips_.begin()) + 1;
+        }
+    }
+
+    const int year = std::stoi(f.moveDate.substr(0, 4));
+    const int month = std::stoi(f.moveDate.substr(4, 2));
+    if (year < currentYear_ - 5 || year > currentYear_ + 1)
+        throw WriterError(where + ".move_date: " + f.moveDate + " is outside " + std::to_string(currentYear_ - 5) +
+                          " to " + std::to_string(currentYear_ + 1) + ", which a one-digit year can't tell");
+
+    const std::string middle = f.kind == Filing::Kind::Business ? "  " : padRight(f.name.middle, 2);
+    const unsigned gender = f.kind == Filing::Kind::Business ? 0u : std::string("UMF").find(f.name.gender);
+    const std::uint64_t nameCode =
+        initialCode(middle[0], where + ".name.middle") * 81u + initialCode(middle[1], where + ".name.middle") * 3u +
+        gender;
+    const std::uint64_t dateCode = static_cast<std::uint64_t>(year % 10) * 12u + static_cast<std::uint64_t>(month - 1);
+    const std::uint64_t rest =
+        (f.nameFlag ? 524880u : 0u) + (f.dropFlag ? 262440u : 0u) + dateCode * 2187u + nameCode;
+    std::uint64_t number = (zipIndex + 64000u * rest) * 1000000u + std::stoull(six);
+
+    unsigned hint = kNoHint;
+    if (!f.hint.empty()) {
+        const auto it = std::find(hints_.begin(), hints_.end(), f.hint);
+        if (it == hints_.end())
+            throw WriterError(where + ".hint: not in hint.lst");
+        hint = static_cast<unsigned>(it - hints_.begin()) + 1;
+    }
+
+    std::uint64_t n = 0;
+    for (int i = 0; i < 8; ++i)
+        n = (n << 8) | key[static_cast<std::size_t>(i)];
+    const auto row = permutationRow(static_cast<unsigned>(n % 5040));
+    Bytes data(8, 0);
+    for (int i = 0; i < 7; ++i) {
+        data[row[static_cast<std::size_t>(i)] - 1u] = static_cast<unsigned char>(number % 254 + 1);
+        number /= 254;
+    }
+    if (number != 0)
+        throw WriterError(where + ": result does not fit seven base-254 digits");
+    data[7] = static_cast<unsigned char>(hint);
+    return data;
+}
+
+void HashEncoder::placeStripe(Letter& letter, int stripe) {
+    Bytes& bytes = letter.stripes[static_cast<std::size_t>(stripe)];
+    bytes.assign(letter.stripeSize, 0);
+    std::vector<std::vector<std::uint32_t>> walks;
+    walks.reserve(letter.keys.size());
+    for (const auto& k : letter.keys)
+        walks.push_back(stripeWalk(k.first, stripe, letter.stripeSize));
+    std::vector<std::size_t> step(letter.keys.size(), 0);
+
+    // Each key wants the first place of its walk not yet marked taken. A
+    // place two keys want is marked, and every key there walks on; until no
+    // place is wanted twice. Marks only grow, so this ends.
+    for (;;) {
+        std::unordered_map<std::uint32_t, int> wanted;
+        for (std::size_t i = 0; i < walks.size(); ++i) {
+            while (step[i] < walks[i].size() && bytes[walks[i][step[i]]] == kTaken)
+                ++step[i];
+            if (step[i] == walks[i].size())
+                throw WriterError("stripe " + std::to_string(stripe + 1) + ": a key found no free place; raise stripe_bytes");
+            ++wanted[walks[i][step[i]]];
+        }
+        bool marked = false;
+        for (const auto& w : wanted)
+            if (w.second > 1) {
+                bytes[w.first] = kTaken;
+                marked = true;
+            }
+        if (!marked)
+            break;
+    }
+    for (std::size_t i = 0; i < walks.size(); ++i)
+        bytes[walks[i][step[i]]] = letter.keys[i].second[static_cast<std::size_t>(stripe)];
+}
+
+void HashEncoder::encode() {
+    sections_.clear();
+    stats_ = HashEncodeStats{};
+    std::set<Sha1Digest> seen;
+    for (std::size_t i = 0; i < world_.filings.size(); ++i) {
+        const Filing& f = world_.filings[i];
+        const std::string where = "filings[" + std::to_string(i) + "]";
+        std::uint64_t emdp = 0;
+        if (!emdpOf(f.from, lcd_, emdp))
+            throw WriterError(where + ".from: the address has no key (its ZIP is not numeric)");
+        const Bytes key = filingSearchKey(f, emdp);
+        const Sha1Digest sha = sha1Of(key.data(), key.size());
+        if (!seen.insert(sha).second)
+            throw WriterError(where + ": another filing has the same search key (address and name)");
+        const int group = std::stoi(f.from.zip9.substr(0, 2));
+        sections_[letters_[static_cast<std::size_t>(group)]].keys.emplace_back(sha, resultBytes(f, sha, where));
+    }
+
+    for (auto& entry : sections_) {
+        Letter& l = entry.second;
+        const std::uint64_t n = l.keys.size();
+        l.filterSize = static_cast<std::uint32_t>(
+            nextPowerOfTwo(std::max<std::uint64_t>(world_.dataset.filterBytes, kFilterBytesPerKey * n)));
+        l.stripeSize = static_cast<std::uint32_t>(
+            nextPowerOfTwo(std::max<std::uint64_t>(world_.dataset.stripeBytes, kStripeBytesPerKey * n)));
+        BitTable filter(l.filterSize);
+        for (const auto& k : l.keys)
+            filter.add(k.first);
+        l.filter = filter.bytes();
+        stats_.worstFilterFalsePositive = std::max(stats_.worstFilterFalsePositive, std::pow(filter.fill(), 9));
+        for (int s = 0; s < 8; ++s) {
+            placeStripe(l, s);
+            stats_.takenPlaces += static_cast<std::size_t>(
+                std::count(l.stripes[static_cast<std::size_t>(s)].begin(), l.stripes[static_cast<std::size_t>(s)].end(), kTaken));
+        }
+        stats_.filings += l.keys.size();
+    }
+}
+
+std::uint32_t HashEncoder::filterBytes(char letter) const {
+    const auto it = sections_.find(letter);
+    return it != sections_.end() ? it->second.filterSize : world_.dataset.filterBytes;
+}
+
+std::uint32_t HashEncoder::stripeBytes(char letter) const {
+    const auto it = sections_.find(letter);
+    return it != sections_.end() ? it->second.stripeSize : world_.dataset.stripeBytes;
+}
+
+Bytes HashEncoder::section(char letter, int section) const {
+    const auto it = sections_.find(letter);
+    if (it == sections_.end() || section == 9)
+        return Bytes(section == 0 ? filterBytes(letter) : stripeBytes(letter), 0);
+    return section == 0 ? it->second.filter : it->second.stripes[static_cast<std::size_t>(section - 1)];
+}
+
+} // namespace qvw

@@ -1,0 +1,100 @@
+// Filings into the hash sections. Each filing's 48-byte search key (EMDP and
+// name) is hashed with SHA-1; nine bits of the digest go into the filter of
+// its ZIP group's letter (clk.<l>.hs0), and its eight result bytes into the
+// eight stripes (hs1 to hs8), each at the first free place of its walk along
+// the digest stream. A place two keys want is marked 255 and both walk on.
+//
+// The result: a number in base 254 made of ZIP index, flags, move date,
+// middle initials, gender and the six further digits of the new address; its
+// seven digits (each plus 1, so that 0 stays free for an empty place) are
+// shuffled by the permutation that the key selects, and the hint index is the
+// eighth byte.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "Emdp.h"
+#include "Encoding.h"
+#include "World.h"
+
+namespace qvw {
+
+// A nine-probe bit table: probe k takes the big-endian word at digest byte
+// 2k, its low bits pick the byte and its top three bits the bit, from the left.
+class BitTable {
+public:
+    explicit BitTable(std::uint32_t bytes) : bits_(bytes, 0) {}
+    void add(const Sha1Digest& digest);
+    bool contains(const Sha1Digest& digest) const;
+    // Share of set bits; a digest that is not in the table passes all nine
+    // probes with about this to the ninth power.
+    double fill() const;
+    const Bytes& bytes() const { return bits_; }
+
+private:
+    Bytes bits_;
+};
+
+// The 48 bytes hashed for a filing: EMDP, then first name (15), last name
+// (20) and a generational suffix (5), or the firm (40). Hyphens in names read
+// as blanks and a last name closes up, as the search does; other name rules
+// are not applied, so names are given in the form the rules leave them.
+Bytes filingSearchKey(const Filing& filing, std::uint64_t emdp);
+
+// Row r of the permutations of 1..7 in lexicographic order.
+std::array<unsigned char, 7> permutationRow(unsigned r);
+
+// Places one key's byte visits in stripe `stripe` (0..7) of `size` bytes, in
+// order, as far as the 120-byte digest stream reaches.
+std::vector<std::uint32_t> stripeWalk(const Sha1Digest& key, int stripe, std::uint32_t size);
+
+struct HashEncodeStats {
+    std::size_t filings = 0;
+    std::size_t takenPlaces = 0;         // places marked 255
+    double worstFilterFalsePositive = 0; // estimated, over the letters with filings
+};
+
+class HashEncoder {
+public:
+    // zips: zip.lst without its guard line; hints: hint.lst; letters: the
+    // letter of each ZIP group; currentYear: move dates must lie from five
+    // years back to one ahead of it, the span the one-digit year decodes to.
+    HashEncoder(const World& world, const std::vector<std::string>& zips, const std::vector<std::string>& hints,
+                const std::array<char, 100>& letters, int currentYear);
+
+    // Builds the sections of every letter. Throws WriterError naming the filing.
+    void encode();
+
+    std::uint32_t filterBytes(char letter) const;
+    std::uint32_t stripeBytes(char letter) const;
+    // Section 0 is the filter, 1 to 8 the stripes; 9 (reserved) is all zero.
+    Bytes section(char letter, int section) const;
+    const HashEncodeStats& stats() const { return stats_; }
+
+    // The eight stored bytes of one filing's result under `key`.
+    Bytes resultBytes(const Filing& filing, const Sha1Digest& key, const std::string& where) const;
+
+private:
+    struct Letter {
+        std::vector<std::pair<Sha1Digest, Bytes>> keys; // search key digest, result bytes
+        std::uint32_t filterSize = 0, stripeSize = 0;
+        Bytes filter;
+        std::array<Bytes, 8> stripes;
+    };
+    void placeStripe(Letter& letter, int stripe);
+
+    const World& world_;
+    const std::vector<std::string>& zips_;
+    const std::vector<std::string>& hints_;
+    std::array<char, 100> letters_;
+    int currentYear_;
+    LcdReplacements lcd_;
+    std::map<char, Letter> sections_;
+    HashEncodeStats stats_;
+};
+
+} // namespace qvw
