@@ -17,10 +17,23 @@ struct OpenOptions {
     bool memory = false;
 };
 
-inline void addOpenOptions(CLI::App& cmd, OpenOptions& o) {
-    cmd.add_option("--data", o.data, "Data set root (the folder holding \"DVD 1\" and \"DVD 2\")")->required();
+// With `positional`, the data set root may also stand alone: `ncoa info DIR`.
+inline void addOpenOptions(CLI::App& cmd, OpenOptions& o, bool positional = false) {
+    CLI::Option* data =
+        cmd.add_option("--data", o.data, "Data set root (the folder holding \"DVD 1\" and \"DVD 2\")");
+    if (positional) {
+        CLI::Option* dir = cmd.add_option("dir", o.data, "Data set root, as --data");
+        data->excludes(dir);
+    } else {
+        data->required();
+    }
     cmd.add_option("--kb", o.kb, "Name-parser knowledge base folder")->capture_default_str();
     cmd.add_flag("--memory", o.memory, "Hold the hash files, bit tables and LCD table in memory");
+}
+
+// For commands that take the root either way: one of the two is needed.
+inline void requireData(const OpenOptions& o) {
+    if (o.data.empty()) throw CLI::RequiredError("the data set root (DIR or --data DIR)");
 }
 
 // A failure of the library: its code and its text.

@@ -64,14 +64,18 @@ void runProve(const OpenOptions& o) {
 void addProveCommands(CLI::App& app) {
     static OpenOptions infoOpts, proveOpts;
     CLI::App* info = app.add_subcommand("info", "Open a data set and tell its release");
-    addOpenOptions(*info, infoOpts);
+    addOpenOptions(*info, infoOpts, true);
     info->callback([] {
+        requireData(infoOpts);
         DataObject obj(infoOpts);
         printRelease(obj.get());
     });
     CLI::App* prove = app.add_subcommand("prove", "Prove every file of a data set against its disc headers");
-    addOpenOptions(*prove, proveOpts);
-    prove->callback([] { runProve(proveOpts); });
+    addOpenOptions(*prove, proveOpts, true);
+    prove->callback([] {
+        requireData(proveOpts);
+        runProve(proveOpts);
+    });
 }
 
 }  // namespace ncoa_cli

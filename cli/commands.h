@@ -6,9 +6,18 @@
 
 namespace ncoa_cli {
 
+// Thrown by a command that finished but must end with this exit status.
+struct ExitStatus {
+    int code;
+};
+
 // `ncoa dataset build WORLD.json OUTDIR`
 void addDatasetCommand(CLI::App& app);
-// `ncoa info --data DIR`, `ncoa prove --data DIR`
+// `ncoa info DIR`, `ncoa prove DIR` (or --data DIR)
 void addProveCommands(CLI::App& app);
+// `ncoa match --data DIR --in LIST.csv --out RESULT.csv`
+void addMatchCommand(CLI::App& app);
+// `ncoa lookup --data DIR --name ... --pno ... --zip9 ...`
+void addLookupCommand(CLI::App& app);
 
 } // namespace ncoa_cli
