@@ -1,6 +1,6 @@
-// Result decoding: the base-254 number behind the eight bytes, the permutation
-// chosen by the key, ZIP index, flags, initials, gender, hint and the decade
-// rule that places a one-digit year around today.
+// Result decoding: the base-254 number behind the eight bytes, the key's
+// permutation, ZIP index, flags, initials, gender, hint, and the decade rule
+// that places a one-digit year around today.
 #include <gtest/gtest.h>
 
 #include <cstdio>
@@ -9,7 +9,6 @@
 
 #include "DataTables.h"
 #include "HashLookup.h"
-#include "LookupBase.h"
 
 using namespace QV_NCOA;
 
@@ -18,80 +17,72 @@ namespace {
 class ResultDecodeTest : public ::testing::Test {
 protected:
     void SetUp() override {
-        // ZIP index k names line k - 1; 1300 lines, the last one a guard.
-        for (int i = 0; i < 1300; ++i) {
-            char zip[8];
-            std::snprintf(zip, sizeof zip, "%05d", 10000 + i);
-            tables.zipLst.emplace_back(zip);
-        }
+        for (int i = 0; i < 1300; ++i) tables.zipLst.emplace_back(std::to_string(10000 + i).c_str());
         tables.hintLst.emplace_back("1/2");
         tables.hintLst.emplace_back("REARHOUSE");
         ASSERT_TRUE(tables.xoStripeTable.allocate(kXOStripeRowCount));
         buildXOStripeTable(tables.xoStripeTable.buf);
     }
-
-    // The seven stored bytes of a number: base-254 digits, each plus 1.
+    // Stored bytes are base-254 digits plus 1; the top one takes what is left.
     static void digitsOf(unsigned long number, unsigned long* values) {
-        for (int i = 0; i < 6; ++i) {
-            values[i] = number % 254 + 1;
-            number /= 254;
-        }
-        values[6] = number + 1;  // may pass one byte: calcResults_int takes any numbers
+        for (int i = 0; i < 6; ++i, number /= 254) values[i] = number % 254 + 1;
+        values[6] = number + 1;
     }
-    // head: ZIP index + 64000 * (flags and date and name code); six further digits.
-    static unsigned long numberOf(unsigned long head, unsigned long six) { return head * 1000000UL + six; }
-    static unsigned long restOf(bool nameFlag, bool dropFlag, unsigned long yearDigit, unsigned long month,
-                                unsigned long nameCode) {
-        return (nameFlag ? 524880UL : 0) + (dropFlag ? 262440UL : 0) + ((yearDigit * 12 + month - 1) * 2187) +
-               nameCode;
+    // The number of a result: ZIP index, flags, year digit, month, name code, six digits.
+    static unsigned long numberOf(unsigned long zipIndex, bool nameFlag, bool dropFlag, unsigned long yearDigit,
+                                  unsigned long month, unsigned long nameCode, unsigned long six) {
+        unsigned long rest = (nameFlag ? 524880UL : 0) + (dropFlag ? 262440UL : 0) +
+                             (yearDigit * 12 + month - 1) * 2187 + nameCode;
+        return (zipIndex + 64000UL * rest) * 1000000UL + six;
     }
-    bool decode(unsigned long number, unsigned char hint, LookupRes& res) {
+    bool decode(unsigned long number, unsigned char hint) {
         unsigned long values[7];
         digitsOf(number, values);
         res.clear();
         return lookup.calcResults_int(values, hint, res);
     }
-    static std::string str(const char* p, size_t n) { return std::string(p, n); }
+    std::string text() const {  // zip11 moveDate middle gender drop name hint
+        return std::string(res.zip11.buf, 11) + " " + std::string(res.moveDate.buf, 6) + " " +
+               std::string(res.middle.buf, 2) + res.gender + res.dropFlag + res.nameFlag + " " +
+               std::string(res.hint.buf, 7);
+    }
+    int code(unsigned long number) {
+        try {
+            decode(number, 1);
+        } catch (const qvncoa_exception& e) {
+            return e.errCode();
+        }
+        return 0;
+    }
 
     CNCOA_DataTables tables;
     CNCOA_HashLookup lookup{tables};
+    LookupRes res;
+    const unsigned long year = static_cast<unsigned long>(lookup.getCurrentYear());
+    const std::string decade = std::to_string(year / 10);
 };
 
 }  // namespace
 
 TEST_F(ResultDecodeTest, WorkedExample) {
-    LookupRes res;
-    ASSERT_TRUE(decode(8683265234000123UL, 254, res));
+    // In 2026: ZIP index 1234 (line 1233), rest 135676, year digit 5, March.
+    unsigned long d = 0;
+    ASSERT_TRUE(decadeOfYearDigit(5, 2026, d));
+    EXPECT_EQ(d, 202u);
+    ASSERT_TRUE(decadeOfYearDigit(5, static_cast<int>(year), d));
+    ASSERT_TRUE(decode(8683265234000123UL, 254));
     EXPECT_EQ(res.seventeen, 8683265234000123UL);
-    // ZIP index 1234 is line 1233.
-    EXPECT_EQ(str(res.zip11.buf, 11), "11233000123");
-    EXPECT_EQ(res.nameFlag, 'N');
-    EXPECT_EQ(res.dropFlag, 'N');
-    EXPECT_EQ(str(res.middle.buf, 2), "A ");
-    EXPECT_EQ(res.gender, 'M');
-    EXPECT_EQ(str(res.hint.buf, 7), "       ");
-    unsigned long decade = 0;
-    ASSERT_TRUE(decadeOfYearDigit(5, lookup.getCurrentYear(), decade));
-    EXPECT_EQ(str(res.moveDate.buf, 6), std::to_string(decade) + "503");
-    if (lookup.getCurrentYear() == 2026) {
-        EXPECT_EQ(str(res.moveDate.buf, 6), "202503");
+    EXPECT_EQ(text(), "11233000123 " + std::to_string(d) + "503 A MNN        ");
+    if (year == 2026) {
+        EXPECT_EQ(std::string(res.moveDate.buf, 6), "202503");
     }
-    unsigned long d2026 = 0;
-    ASSERT_TRUE(decadeOfYearDigit(5, 2026, d2026));
-    EXPECT_EQ(d2026, 202u);
 }
 
 TEST_F(ResultDecodeTest, PermutationOfTheKeyPlacesTheBytes) {
-    const unsigned long number = numberOf(7 + 64000UL * restOf(false, true, lookup.getCurrentYear() % 10, 11, 1000), 424242);
     unsigned long values[7];
-    digitsOf(number, values);
-    LookupRes direct;
-    direct.clear();
-    ASSERT_TRUE(lookup.calcResults_int(values, 2, direct));
-
-    // Rows 0, 1, 5039 and one chosen by a full 64-bit key: n % 5040.
+    digitsOf(numberOf(7, false, true, year % 10, 11, 1000, 424242), values);
     const unsigned long keys[] = {0UL, 1UL, 5039UL, 0xF1E2D3C4B5A69788UL};
-    const unsigned char rows[][7] = {{1, 2, 3, 4, 5, 6, 7}, {1, 2, 3, 4, 5, 7, 6}, {7, 6, 5, 4, 3, 2, 1}, {}};
+    const unsigned char rows[][7] = {{1, 2, 3, 4, 5, 6, 7}, {1, 2, 3, 4, 5, 7, 6}, {7, 6, 5, 4, 3, 2, 1}};
     for (int k = 0; k < 4; ++k) {
         unsigned char sha[20] = {};
         for (int i = 0; i < 8; ++i) sha[i] = static_cast<unsigned char>(keys[k] >> (56 - 8 * i));
@@ -102,101 +93,52 @@ TEST_F(ResultDecodeTest, PermutationOfTheKeyPlacesTheBytes) {
         unsigned char data[8];
         for (int i = 0; i < 7; ++i) data[row[i] - 1] = static_cast<unsigned char>(values[i]);
         data[7] = 2;
-        LookupRes res;
         res.clear();
         ASSERT_TRUE(lookup.calcResults(sha, data, res)) << k;
-        EXPECT_EQ(res.seventeen, number);
-        EXPECT_EQ(str(res.zip11.buf, 11), "10006424242");
-        EXPECT_EQ(str(res.moveDate.buf, 6), str(direct.moveDate.buf, 6));
-        EXPECT_EQ(str(res.hint.buf, 7), "REARHOU");  // cut at 7
-        EXPECT_EQ(res.dropFlag, 'Y');
-        EXPECT_EQ(res.nameFlag, 'N');
+        // 1000 = 12 * 81 + 9 * 3 + 1: "LI", male; hint 2 cut at 7.
+        EXPECT_EQ(text(), "10006424242 " + decade + std::to_string(year % 10) + "11 LIMYN REARHOU") << k;
     }
 }
 
 TEST_F(ResultDecodeTest, ZipIndexFlagsNamesAndHint) {
-    const unsigned long y = lookup.getCurrentYear() % 10;
-    LookupRes res;
-
-    // ZIP index 0: the six digits carry a code.
-    ASSERT_TRUE(decode(numberOf(64000UL * restOf(false, false, y, 1, 0), 77), 1, res));
-    EXPECT_EQ(str(res.zip11.buf, 11), "00000000077");
-    EXPECT_EQ(str(res.middle.buf, 2), "  ");
-    EXPECT_EQ(res.gender, 'U');
-    EXPECT_EQ(str(res.hint.buf, 7), "1/2    ");
-
-    // Both flags, the last name code: ZZ, female.
-    ASSERT_TRUE(decode(numberOf(1 + 64000UL * restOf(true, true, y, 12, 2186), 0), 254, res));
-    EXPECT_EQ(res.nameFlag, 'Y');
-    EXPECT_EQ(res.dropFlag, 'Y');
-    EXPECT_EQ(str(res.middle.buf, 2), "ZZ");
-    EXPECT_EQ(res.gender, 'F');
-    EXPECT_EQ(str(res.zip11.buf, 5), "10000");
-    EXPECT_EQ(str(res.moveDate.buf + 4, 2), "12");
-
-    // Name flag alone; "MJ" male: (13 * 81) + (10 * 3) + 1.
-    ASSERT_TRUE(decode(numberOf(2 + 64000UL * restOf(true, false, y, 6, 13 * 81 + 10 * 3 + 1), 5), 254, res));
-    EXPECT_EQ(res.nameFlag, 'Y');
-    EXPECT_EQ(res.dropFlag, 'N');
-    EXPECT_EQ(str(res.middle.buf, 2), "MJ");
-    EXPECT_EQ(res.gender, 'M');
-
-    // The last usable index is the one before the list's size: the last line is a guard.
-    ASSERT_TRUE(decode(numberOf(1299 + 64000UL * restOf(false, false, y, 1, 0), 0), 254, res));
-    EXPECT_EQ(str(res.zip11.buf, 5), "11298");
-    try {
-        decode(numberOf(1300 + 64000UL * restOf(false, false, y, 1, 0), 0), 254, res);
-        FAIL() << "index equal to the list's size";
-    } catch (const qvncoa_exception& e) {
-        EXPECT_EQ(e.errCode(), 1023);
-    }
+    const unsigned long y = year % 10;
+    const std::string ym = decade + std::to_string(y);
+    ASSERT_TRUE(decode(numberOf(0, false, false, y, 1, 0, 77), 1));  // index 0: the digits carry a code
+    EXPECT_EQ(text(), "00000000077 " + ym + "01   UNN 1/2    ");
+    ASSERT_TRUE(decode(numberOf(1, true, true, y, 12, 2186, 0), 254));
+    EXPECT_EQ(text(), "10000000000 " + ym + "12 ZZFYY        ");
+    ASSERT_TRUE(decode(numberOf(2, true, false, y, 6, 13 * 81 + 10 * 3 + 1, 5), 254));
+    EXPECT_EQ(text(), "10001000005 " + ym + "06 MJMNY        ");
+    // The last usable index is one below the list's size: its last line is a guard.
+    ASSERT_TRUE(decode(numberOf(1299, false, false, y, 1, 0, 0), 254));
+    EXPECT_EQ(std::string(res.zip11.buf, 5), "11298");
+    EXPECT_EQ(code(numberOf(1300, false, false, y, 1, 0, 0)), 1023);
 }
 
-// Every pair of today's year digit and a stored digit: the decoded year is the
-// one year in today-5 .. today+1 that ends in the digit, or the filing is
-// refused when no year of that window ends in it.
+// For every year digit of today and of a filing: the year read is the one
+// year from today - 5 to today + 1 that ends in the digit; none: refused.
 TEST_F(ResultDecodeTest, DecadeRuleKeepsYearsFromFiveBackToOneAhead) {
-    for (int year = 2020; year <= 2039; ++year) {
+    for (int now = 2020; now <= 2039; ++now) {
         for (unsigned digit = 0; digit < 10; ++digit) {
             int expected = -1;
-            for (int y = year - 5; y <= year + 1; ++y)
+            for (int y = now - 5; y <= now + 1; ++y)
                 if (y % 10 == static_cast<int>(digit)) expected = y;
-            unsigned long decade = 0;
-            bool ok = decadeOfYearDigit(digit, year, decade);
-            EXPECT_EQ(ok, expected != -1) << year << " digit " << digit;
-            if (ok) {
-                EXPECT_EQ(static_cast<int>(decade * 10 + digit), expected) << year << " digit " << digit;
-            }
+            unsigned long d = 0;
+            bool ok = decadeOfYearDigit(digit, now, d);
+            EXPECT_EQ(ok ? static_cast<int>(d * 10 + digit) : -1, expected) << now << " digit " << digit;
         }
     }
-    unsigned long decade = 0;
-    EXPECT_TRUE(decadeOfYearDigit(0, 2029, decade));
-    EXPECT_EQ(decade, 203u);
-    EXPECT_TRUE(decadeOfYearDigit(9, 2030, decade));
-    EXPECT_EQ(decade, 202u);
-    // The rule looks at the distance only: a "digit" of 15 is nine ahead of
-    // 2026's 6 and passes as the decade before, and the date then fails to
-    // print in six places.
-    EXPECT_TRUE(decadeOfYearDigit(15, 2026, decade));
-    EXPECT_FALSE(decadeOfYearDigit(16, 2026, decade));
-    const unsigned long nowDigit = lookup.getCurrentYear() % 10;
-    if (nowDigit != 0) {
-        LookupRes res;
-        try {
-            decode(numberOf(5 + 64000UL * restOf(true, true, nowDigit + 9, 1, 0), 0), 1, res);
-            FAIL() << "a two-digit year can't print in six places";
-        } catch (const qvncoa_exception& e) {
-            EXPECT_EQ(e.errCode(), 1050);
-            EXPECT_STREQ(e.what().asCstr(), "Lookup base internal error 1");
-        }
+    // Only the distance counts: "digit" 15 is nine ahead of 2026's 6 and reads
+    // as the decade before; the date then cannot print in six places.
+    unsigned long d = 0;
+    EXPECT_TRUE(decadeOfYearDigit(15, 2026, d));
+    EXPECT_FALSE(decadeOfYearDigit(16, 2026, d));
+    if (year % 10 != 0) {
+        EXPECT_EQ(code(numberOf(5, true, true, year % 10 + 9, 1, 0, 0)), 1050);
     }
 
-    // A refused digit blanks the result through the real clock.
-    const unsigned long refused = (lookup.getCurrentYear() + 3) % 10;
-    LookupRes res;
-    EXPECT_FALSE(decode(numberOf(5 + 64000UL * restOf(true, false, refused, 4, 82), 123), 1, res));
-    EXPECT_EQ(str(res.zip11.buf, 11), "           ");
-    EXPECT_EQ(str(res.moveDate.buf, 6), "      ");
-    EXPECT_EQ(res.nameFlag, ' ');
+    // A refused digit blanks the result, through the real clock.
+    EXPECT_FALSE(decode(numberOf(5, true, false, (year + 3) % 10, 4, 82, 123), 1));
+    EXPECT_EQ(text(), std::string(32, ' '));
     EXPECT_EQ(res.seventeen, 0u);
 }
