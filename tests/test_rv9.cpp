@@ -1,0 +1,272 @@
+// New address from an 11-digit code and a hint, through getNewAddress on a
+// data set written by the writer. Each ZIP+4 of the world is one case. The
+// delivery point table (dph.hsa) is written here: the writer leaves it empty.
+#include <gtest/gtest.h>
+
+#include <unistd.h>
+
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "DataSetWriter.h"
+#include "DataTables.h"
+#include "EMDP.h"
+#include "NCOA.h"
+#include "NCOA_Utils.h"
+#include "RV9.h"
+#include "World.h"
+#include "qvncoa.h"
+#include "qvs_auth.h"
+
+namespace fs = std::filesystem;
+using namespace QV_NCOA;
+
+namespace {
+
+const std::string kKb = QV_SOURCE_DIR "/data/namekb";
+
+std::string designatorRanges() {
+    static const char* words[] = {"BSMT", "FRNT", "LBBY", "LOWR", "OFC", "PH", "REAR", "SIDE", "UPPR"};
+    std::string s;
+    for (int i = 0; i < 9; ++i)
+        s += R"(, { "zip": "12345", "addon_low": "010)" + std::to_string(i) +
+             R"(", "type": "H", "primary_low": "0000000500", "street": "ELM", "suffix": "ST", "secondary_low": ")" +
+             words[i] + R"(", "last_line": "L00001" })";
+    return s;
+}
+
+std::string world() {
+    return R"({
+  "dataset": { "name": "RV9 CHECK" },
+  "places": [ { "zip": "12345", "state": "NY", "city": "SPRINGFIELD", "last_line": "L00001" },
+              { "zip": "12345", "state": "NY", "city": "SHELBYVILLE", "last_line": "L00002" },
+              { "zip": "99998", "state": "NY", "city": "OGDENVILLE", "last_line": "L99999" } ],
+  "left_right": [ { "zip9": "123450011", "side": "R" } ],
+  "x11": [ { "code": "99999000123" } ],
+  "ranges": [
+    { "zip": "12345", "addon_low": "0001", "primary_low": "0000000123", "street": "MAIN", "suffix": "ST", "last_line": "L00001", "carrier_route": "C001" },
+    { "zip": "12345", "addon_low": "0002", "primary_low": "0000000101", "primary_high": "0000000199", "primary_parity": "O", "street": "OAK", "suffix": "AVE", "last_line": "L00001" },
+    { "zip": "12345", "addon_low": "0003", "primary_low": "0000000200", "primary_high": "0000000210", "primary_parity": "B", "street": "OAK", "suffix": "AVE", "last_line": "L00001" },
+    { "zip": "12345", "addon_low": "0004", "primary_low": "0000000300", "primary_high": "0000000310", "primary_parity": "E", "street": "OAK", "suffix": "AVE", "last_line": "L00001" },
+    { "zip": "12345", "addon_low": "0005", "type": "H", "primary_low": "0000000500", "street": "ELM", "suffix": "ST", "designator": "APT",
+      "secondary_low": "00000001", "secondary_high": "00000430", "secondary_parity": "B", "last_line": "L00001" },
+    { "zip": "12345", "addon_low": "0006", "primary_low": "1A", "primary_high": "1F", "primary_parity": "B", "street": "PINE", "suffix": "ST", "last_line": "L00001" },
+    { "zip": "12345", "addon_low": "0007", "type": "H", "primary_low": "0000000000", "secondary_low": "00000001", "street": "PO BOX", "last_line": "L00001" },
+    { "zip": "12345", "addon_low": "0007", "type": "H", "primary_low": "0000000123", "secondary_low": "00000001", "street": "PO BOX", "last_line": "L00001" },
+    { "zip": "12345", "addon_low": "0008", "type": "H", "primary_low": "0000000012", "secondary_low": "00000001", "street": "PO BOX", "last_line": "L00001" },
+    { "zip": "12345", "addon_low": "0008", "type": "H", "primary_low": "0000000123", "secondary_low": "00000001", "street": "PO BOX", "last_line": "L00001" },
+    { "zip": "12345", "addon_low": "0009", "type": "R", "primary_low": "0000000015", "street": "RR 2", "last_line": "L00001" },
+    { "zip": "12345", "addon_low": "0010", "primary_low": "0000000012", "street": "BIRCH", "suffix": "ST", "last_line": "L00001" },
+    { "zip": "12345", "addon_low": "0011", "primary_low": "0000000012", "street": "BIRCH", "suffix": "ST", "last_line": "L00001" },
+    { "zip": "12345", "addon_low": "0013", "primary_low": "0000000012", "street": "OAK", "suffix": "ST", "last_line": "L00001" },
+    { "zip": "12345", "addon_low": "0013", "primary_low": "0000000112", "street": "ASH", "suffix": "ST", "last_line": "L00001" },
+    { "zip": "12345", "addon_low": "0014", "primary_low": "0000000012", "street": "OAK", "suffix": "ST", "last_line": "L00001" },
+    { "zip": "12345", "addon_low": "0014", "primary_low": "0000000112", "street": "ASH", "suffix": "ST", "last_line": "L00001" },
+    { "zip": "12345", "addon_low": "0015", "primary_low": "0000000123", "street": "MAIN", "suffix": "ST" },
+    { "zip": "12345", "addon_low": "0016", "primary_low": "0000000123", "street": "MAIN", "suffix": "ST", "last_line": "L00002" },
+    { "zip": "12345", "addon_low": "0017", "primary_low": "-0012", "street": "MAIN", "suffix": "ST", "last_line": "L00001" },
+    { "zip": "12345", "addon_low": "0018", "primary_low": "0000000123", "street": "MAIN", "suffix": "ST", "carrier_route": "C001", "last_line": "L00001" },
+    { "zip": "12345", "addon_low": "0018", "primary_low": "0000000123", "street": "ELM", "suffix": "ST", "carrier_route": "C002", "last_line": "L00001" },
+    { "zip": "12345", "addon_low": "0109", "type": "H", "primary_low": "0000000500", "street": "ELM", "suffix": "ST", "designator": "APT",
+      "secondary_low": "BSMT", "last_line": "L00001" },
+    { "zip": "99999", "addon_low": "0001", "primary_low": "0000000123", "street": "MAIN", "suffix": "ST", "last_line": "L99999" },
+    { "zip": "99999", "addon_low": "0001", "primary_low": "0000000223", "street": "MAIN", "suffix": "ST" })" +
+           designatorRanges() + "]}";
+}
+
+// Sets the nine probe bits of one address's EMDP in a bit table image.
+void markDeliverable(const CNCOA_DataTables& t, std::vector<unsigned char>& table, const char* zip9, const char* pno,
+                     const char* desc = "", const char* sno = "") {
+    fixedString<9> z;
+    fixedString<10> p;
+    fixedString<4> d;
+    fixedString<8> s;
+    fixedString<4> used;
+    z.cpyIn(zip9);
+    p.cpyIn(pno);
+    d.cpyIn(desc);
+    s.cpyIn(sno);
+    unsigned long emdp = 0;
+    ASSERT_TRUE(CNCOA_EMDP(t).getEMDP(z, p, d, s, emdp, used));
+    unsigned char be[8];
+    for (int i = 0; i < 8; ++i) be[i] = static_cast<unsigned char>(emdp >> (56 - 8 * i));
+    unsigned char sha[20];
+    qvs_auth_get_sha1(be, 8, sha);
+    for (int i = 0; i <= 16; i += 2) {
+        const uint32_t word = readBE32(sha + i);
+        table[word & (table.size() - 1)] |= static_cast<unsigned char>(1u << (7 - (word >> 29)));
+    }
+}
+
+class RV9Test : public ::testing::Test {
+protected:
+    static void SetUpTestSuite() {
+        root_ = fs::temp_directory_path() / ("qv-rv9-" + std::to_string(::getpid()));
+        fs::remove_all(root_);
+        qvw::DataSetWriter(qvw::parseWorld(world()), root_.string()).write();
+        char err[QVNCOA_ERROR_TEXT_SIZE] = {};
+        ASSERT_EQ(qvncoa_init_data_obj(&obj_, root_.string().c_str(), kKb.c_str(), "", 2, nullptr, err, 0), 1000)
+            << err;
+        const CNCOA_DataTables& t = *tablesOf(obj_);
+        const std::string dph = t.getDphHsaPath().asCstr();
+        std::vector<unsigned char> bits(fs::file_size(dph), 0);
+        markDeliverable(t, bits, "123450013", "12");
+        markDeliverable(t, bits, "123450013", "112");
+        markDeliverable(t, bits, "123450014", "12B");
+        std::ofstream(dph, std::ios::binary | std::ios::trunc)
+            .write(reinterpret_cast<const char*>(bits.data()), static_cast<std::streamsize>(bits.size()));
+    }
+    static void TearDownTestSuite() {
+        qvncoa_destroy_data_obj(&obj_);
+        fs::remove_all(root_);
+    }
+
+    // Runs one lookup; the record and the lookup object stay for inspection.
+    bool lookup(const char* code, const char* hint = "") {
+        rec = RV9AnswerRecord();
+        return rv9.getNewAddress(code, hint, rec);
+    }
+    std::string line() const { return std::string(rec.addressLine.buf, 50); }
+    static std::string pad50(const std::string& s) { return s + std::string(50 - s.size(), ' '); }
+
+    static fs::path root_;
+    static void* obj_;
+    CNCOA_RV9 rv9{*tablesOf(obj_)};
+    RV9AnswerRecord rec;
+};
+fs::path RV9Test::root_;
+void* RV9Test::obj_ = nullptr;
+
+}  // namespace
+
+TEST_F(RV9Test, SingleStreetAddress) {
+    ASSERT_TRUE(lookup("12345000123"));
+    EXPECT_EQ(rec.resultCode, '+');
+    EXPECT_EQ(line(), pad50("123 MAIN ST"));
+    EXPECT_EQ(std::string(rec.lastLine.buf), pad50("SPRINGFIELD, NY 12345-0001"));
+    EXPECT_EQ(std::string(rec.zip.buf, 11), "12345000123");
+    // The check digit character plus 48: the caller writes its own over it.
+    EXPECT_EQ(rec.zip.buf[11], check11("12345000123") + 48);
+    EXPECT_EQ(std::string(rec.carrierRoute.buf), "C001");
+    EXPECT_EQ(std::string(rec.primaryNumber.buf), "123       ");
+}
+
+TEST_F(RV9Test, NumericRangesByParity) {
+    // Walked numbers are printed left-justified and keep width 11 in the line.
+    ASSERT_TRUE(lookup("12345000203"));
+    EXPECT_EQ(line(), pad50("103        OAK AVE"));
+    EXPECT_FALSE(lookup("12345000204"));  // an even number in an odd range
+    EXPECT_EQ(rec.resultCode, 'u');
+    ASSERT_TRUE(lookup("12345000305"));
+    EXPECT_EQ(line(), pad50("205        OAK AVE"));
+    ASSERT_TRUE(lookup("12345000406"));
+    EXPECT_EQ(line(), pad50("306        OAK AVE"));
+    EXPECT_FALSE(lookup("12345000407"));
+}
+
+TEST_F(RV9Test, HighRiseUnitsNarrowedByHint) {
+    // Units 3, 403 and 428 all carry delivery point 03.
+    EXPECT_FALSE(lookup("12345000503"));
+    EXPECT_EQ(rec.resultCode, 'a');
+    ASSERT_TRUE(lookup("12345000503", "28"));
+    EXPECT_EQ(line(), pad50("500 ELM ST APT 428"));
+    EXPECT_FALSE(lookup("12345000503", "3"));  // 3 and 403 both end in the hint
+    EXPECT_EQ(rec.resultCode, 'a');
+}
+
+TEST_F(RV9Test, AlphanumericRangeTakesTheHintLetter) {
+    EXPECT_FALSE(lookup("12345000601"));  // 1A to 1F share delivery point 01
+    EXPECT_EQ(rec.resultCode, 'a');
+    ASSERT_TRUE(lookup("12345000601", "C"));
+    EXPECT_EQ(line(), pad50("1C PINE ST"));
+}
+
+TEST_F(RV9Test, PoBoxRule) {
+    ASSERT_TRUE(lookup("12345000701"));  // 0000000000 and 0000000123: the second wins
+    EXPECT_EQ(line(), pad50("PO BOX 123"));
+    EXPECT_FALSE(lookup("12345000801"));  // 0000000012 and 0000000123 both stay
+    EXPECT_EQ(rec.resultCode, 'a');
+}
+
+TEST_F(RV9Test, RuralRouteWithBox) {
+    ASSERT_TRUE(lookup("12345000915"));
+    EXPECT_EQ(line(), pad50("RR 2 BOX 15"));
+}
+
+TEST_F(RV9Test, HintLetterBehindTheNumberOrAsUnit) {
+    ASSERT_TRUE(lookup("12345001012", "B"));
+    EXPECT_EQ(line(), pad50("12B BIRCH ST"));
+    ASSERT_TRUE(lookup("12345001112", "B"));  // leftrite.txt side "R"
+    EXPECT_EQ(std::string(rec.secondaryDesignator.buf), "#   ");
+    EXPECT_EQ(std::string(rec.secondaryNumber.buf), "B       ");
+    EXPECT_EQ(line(), pad50("12         BIRCH ST # B"));
+}
+
+TEST_F(RV9Test, HintHalfAndUnitWords) {
+    ASSERT_TRUE(lookup("12345000123", "1/2"));
+    EXPECT_EQ(line(), pad50("123 1/2 MAIN ST"));
+    ASSERT_TRUE(lookup("12345000123", "UPPR"));
+    EXPECT_EQ(line(), pad50("123 MAIN ST UPPR"));
+    ASSERT_TRUE(lookup("12345000123", "12"));
+    EXPECT_EQ(line(), pad50("123 MAIN ST # 12"));
+}
+
+TEST_F(RV9Test, TwoVerifiedCandidatesThenTheHintDecides) {
+    // 12 and 112 both verify; with the hint 12 becomes 12B, which does not.
+    ASSERT_TRUE(lookup("12345001312", "B"));
+    EXPECT_EQ(line(), pad50("112 ASH ST"));
+    // Here only 12B is deliverable: the hint applied makes the one match.
+    ASSERT_TRUE(lookup("12345001412", "B"));
+    EXPECT_EQ(line(), pad50("12B OAK ST"));
+}
+
+TEST_F(RV9Test, CityFromLastLineOrZip) {
+    ASSERT_TRUE(lookup("12345001523"));  // no last-line number: czp.dat
+    EXPECT_EQ(std::string(rec.lastLine.buf), pad50("SPRINGFIELD, NY 12345-0015"));
+    ASSERT_TRUE(lookup("12345001623"));  // cln.dat
+    EXPECT_EQ(std::string(rec.lastLine.buf), pad50("SHELBYVILLE, NY 12345-0016"));
+}
+
+TEST_F(RV9Test, CityNowhereEndsUnresolved) {
+    // The first range is complete, the second has no city: "u". The code is
+    // in x11, so a second pass runs on the same code and the ranges repeat.
+    EXPECT_FALSE(lookup("99999000123"));
+    EXPECT_EQ(rec.resultCode, 'u');
+    EXPECT_EQ(rv9.candidates().size(), 1u);
+    EXPECT_EQ(rv9.expanded().size(), 4u);
+}
+
+TEST_F(RV9Test, CodeAbsentFromRanges) {
+    EXPECT_FALSE(lookup("12345999901"));
+    EXPECT_EQ(rec.resultCode, 'u');
+    EXPECT_TRUE(rv9.expanded().empty());
+    EXPECT_TRUE(rv9.candidates().empty());
+}
+
+TEST_F(RV9Test, DashZeroPrimary) {
+    ASSERT_TRUE(lookup("12345001712"));
+    EXPECT_EQ(std::string(rec.primaryNumber.buf), "012       ");
+    EXPECT_EQ(line(), pad50("012 MAIN ST"));
+}
+
+TEST_F(RV9Test, DuplicatePointsKeepTheFirstRange) {
+    ASSERT_TRUE(lookup("12345001823"));
+    EXPECT_EQ(line(), pad50("123 MAIN ST"));
+    EXPECT_EQ(std::string(rec.carrierRoute.buf), "C001");
+}
+
+TEST_F(RV9Test, DesignatorWords) {
+    static const char* words[] = {"BSMT", "FRNT", "LBBY", "LOWR", "OFC", "PH", "REAR", "SIDE", "UPPR"};
+    for (int i = 0; i < 9; ++i) {
+        const std::string code = "123450" + std::to_string(100 + i) + "99";
+        ASSERT_TRUE(lookup(code.c_str())) << code;
+        EXPECT_EQ(line(), pad50(std::string("500 ELM ST ") + words[i])) << code;
+        EXPECT_TRUE(rec.secondaryNumber.isSpaces());
+    }
+    ASSERT_TRUE(lookup("12345010999"));  // with a designator the word stays the number
+    EXPECT_EQ(line(), pad50("500 ELM ST APT BSMT"));
+    EXPECT_FALSE(lookup("12345010012"));  // a word unit carries delivery point 99 only
+}
