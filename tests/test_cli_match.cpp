@@ -1,0 +1,296 @@
+// The `ncoa` command as a user runs it: a list in, results out in input
+// order on any number of threads, malformed rows kept, failures told, and the
+// report counted from whatever codes the library answers.
+#include <gtest/gtest.h>
+
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+const std::string kNcoa = QV_BINARY_DIR "/cli/ncoa";
+const std::string kList = QV_SOURCE_DIR "/data/sample/list.csv";
+
+struct Result {
+    int status;
+    std::string out, err;
+};
+
+std::string slurp(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    std::stringstream s;
+    s << in.rdbuf();
+    return s.str();
+}
+
+std::vector<std::string> lines(const std::string& text) {
+    std::vector<std::string> v;
+    std::istringstream in(text);
+    for (std::string l; std::getline(in, l);) v.push_back(l);
+    return v;
+}
+
+// Splits a line of the command's output; fields hold no line breaks here.
+std::vector<std::string> fields(const std::string& line) {
+    std::vector<std::string> f(1);
+    bool quoted = false;
+    for (std::size_t i = 0; i < line.size(); ++i) {
+        const char c = line[i];
+        if (c == '"') {
+            if (quoted && i + 1 < line.size() && line[i + 1] == '"') {
+                f.back() += '"';
+                ++i;
+            } else {
+                quoted = !quoted;
+            }
+        } else if (c == ',' && !quoted) {
+            f.emplace_back();
+        } else {
+            f.back() += c;
+        }
+    }
+    return f;
+}
+
+class NcoaCommand : public ::testing::Test {
+protected:
+    static void SetUpTestSuite() {
+        dir = fs::temp_directory_path() / ("qv-cli-" + std::to_string(::getpid()));
+        fs::remove_all(dir);
+        fs::create_directories(dir);
+        data = (dir / "set").string();
+        const Result r = run("dataset build '" QV_SOURCE_DIR "/data/sample/world.json' '" + data + "' --quiet");
+        ASSERT_EQ(r.status, 0) << r.err;
+    }
+    static void TearDownTestSuite() { fs::remove_all(dir); }
+
+    static Result run(const std::string& args, const std::string& stdinFile = "") {
+        const std::string o = (dir / "stdout").string(), e = (dir / "stderr").string();
+        std::string cmd = "'" + kNcoa + "' " + args + " >'" + o + "' 2>'" + e + "'";
+        if (!stdinFile.empty()) cmd += " <'" + stdinFile + "'";
+        const int rc = std::system(cmd.c_str());
+        return {WIFEXITED(rc) ? WEXITSTATUS(rc) : -1, slurp(o), slurp(e)};
+    }
+
+    static std::string path(const std::string& name) { return (dir / name).string(); }
+    static void write(const std::string& name, const std::string& text) { std::ofstream(path(name)) << text; }
+
+    static Result match(const std::string& in, const std::string& out, const std::string& extra = "") {
+        return run("match --data '" + data + "' --in '" + in + "' --out '" + out + "' " + extra);
+    }
+
+    static inline fs::path dir;
+    static inline std::string data;
+};
+
+TEST_F(NcoaCommand, KeepsEveryRowInOrderWithOneOrTwoThreads) {
+    const std::vector<std::string> input = lines(slurp(kList));
+    std::string previous;
+    for (const char* opts : {"--threads 1", "--threads 2 --batch 1", "--threads 2 --batch 7", "--threads 2"}) {
+        const Result r = match(kList, path("out.csv"), opts);
+        ASSERT_EQ(r.status, 0) << opts << ": " << r.err;
+        const std::string text = slurp(path("out.csv"));
+        const std::vector<std::string> out = lines(text);
+        ASSERT_EQ(out.size(), input.size()) << opts;
+
+        const std::vector<std::string> head = fields(out[0]);
+        const std::size_t inCols = fields(input[0]).size();
+        ASSERT_EQ(head.size(), inCols + 26);
+        EXPECT_EQ(head[inCols], "ncoa_return_code");
+        EXPECT_EQ(head.back(), "ncoa_error");
+        for (std::size_t i = 1; i < out.size(); ++i) {
+            const std::vector<std::string> in = fields(input[i]), got = fields(out[i]);
+            ASSERT_EQ(got.size(), head.size()) << "line " << i + 1;
+            EXPECT_EQ(std::vector<std::string>(got.begin(), got.begin() + static_cast<long>(inCols)), in)
+                << opts << " line " << i + 1;
+            EXPECT_FALSE(got[inCols].empty()) << "no return code on line " << i + 1;
+            EXPECT_TRUE(got.back().empty()) << got.back();
+        }
+        if (!previous.empty()) {
+            EXPECT_EQ(text, previous) << opts;
+        }
+        previous = text;
+        EXPECT_NE(r.err.find("312 records"), std::string::npos) << r.err;
+    }
+    EXPECT_FALSE(fs::exists(path("out.csv.partial." + std::to_string(::getpid()))));
+}
+
+TEST_F(NcoaCommand, ReportCountsTheCodesThatCameBack) {
+    const Result r = match(kList, path("out.csv"),
+                           "--threads 2 --batch 5 --report '" + path("psr.txt") +
+                               "' --company 'ACME LISTS' --license-id LP99 --list-name SPRING --mode business "
+                               "--category 'stage ii' --mail-class C");
+    ASSERT_EQ(r.status, 0) << r.err;
+    std::map<std::string, int> codes;
+    const std::vector<std::string> out = lines(slurp(path("out.csv")));
+    const std::size_t rcCol = fields(out[0]).size() - 26;
+    for (std::size_t i = 1; i < out.size(); ++i) ++codes[fields(out[i])[rcCol]];
+    const int rows = static_cast<int>(out.size()) - 1;
+    const int provided = codes["A"] + codes["91"] + codes["92"];
+    const int matched = rows - codes["00"] - codes["66"];
+
+    const std::vector<std::string> rep = lines(slurp(path("psr.txt")));
+    ASSERT_EQ(rep.size(), 24u);
+    EXPECT_EQ(rep[1], "Licensee Company Name: ACME LISTS");
+    EXPECT_EQ(rep[2], "License ID: LP99");
+    EXPECT_EQ(rep[3], "List Name: SPRING");
+    EXPECT_EQ(rep[4], "Processing Category: STAGE II");
+    EXPECT_EQ(rep[5], "Matching Logic Applied: Business Only");
+    EXPECT_EQ(rep[6], "Class of Mail: Standard Mail Only");
+    EXPECT_EQ(rep[9], "Records processed: " + std::to_string(rows));
+    EXPECT_EQ(rep[10], "Records matched (NCOA): " + std::to_string(matched));
+    EXPECT_EQ(rep[11], "Records matched (ANK): 0");
+    EXPECT_EQ(rep[14], "\tMoved, New Address Provided: " + std::to_string(provided));
+    EXPECT_EQ(rep[15], "\tMoved, No New Address Available: " + std::to_string(codes["01"] + codes["02"] + codes["03"]));
+    EXPECT_EQ(rep[16],
+              "\tMoved, Unable To Provide New Address: " + std::to_string(codes["05"] + codes["14"] + codes["19"]));
+    EXPECT_EQ(rep[19].rfind("\tSum of months 00-03: ", 0), 0u);
+
+    // Codes the report's maps do not know are printed with the code.
+    ASSERT_EQ(match(kList, path("out.csv"), "--report '" + path("psr.txt") + "' --category 9 --mail-class P").status, 0);
+    const std::vector<std::string> odd = lines(slurp(path("psr.txt")));
+    ASSERT_EQ(odd.size(), 24u);
+    EXPECT_EQ(odd[4], "Processing Category: Unknown (9)");
+    EXPECT_EQ(odd[6], "Class of Mail: Unknown ('P')");
+}
+
+TEST_F(NcoaCommand, MalformedRowsAreWrittenWithTheirErrorAndReadingGoesOn) {
+    write("bad.csv",
+          "Name,Primary Number,ZIP\r\n"
+          "JOHN SMITH,120,100011234\r\n"
+          "ONLY TWO,5\r\n"
+          "\"MULTI\nLINE NAME\",7,10001\r\n"
+          "TOO,MANY,FIELDS,HERE\r\n"
+          "PAT \"THE CAT\" JONES,9,10001\r\n"
+          "\"OPEN QUOTE,11,10001\r\n"
+          "AFTER,13,10001\r\n"
+          "LAST,15,10001");
+    const Result r = match(path("bad.csv"), path("out.csv"), "--threads 2 --batch 2");
+    ASSERT_EQ(r.status, 0) << r.err;
+    const std::vector<std::string> out = lines(slurp(path("out.csv")));
+    // The quoted line break is one record spanning two output lines.
+    ASSERT_EQ(out.size(), 10u);
+    const auto error = [&](std::size_t i) { return fields(out[i]).back(); };
+    EXPECT_EQ(fields(out[1])[0], "JOHN SMITH");
+    EXPECT_EQ(error(1), "");
+    EXPECT_EQ(fields(out[2])[0], "ONLY TWO");
+    EXPECT_EQ(error(2), "line 3: 2 fields where the header has 3");
+    const std::vector<std::string> multi = fields(out[3] + "\n" + out[4]);
+    EXPECT_EQ(multi[0], "MULTI\nLINE NAME");
+    EXPECT_EQ(multi.back(), "");
+    EXPECT_EQ(error(5), "line 6: 4 fields where the header has 3; extra: \"HERE\"");
+    EXPECT_EQ(error(6), "line 7: quote inside an unquoted field");
+    EXPECT_EQ(fields(out[7])[0], "OPEN QUOTE");
+    EXPECT_EQ(error(7), "line 8: unterminated quoted field");
+    EXPECT_EQ(fields(out[8])[0], "AFTER");
+    EXPECT_EQ(error(8), "");
+    EXPECT_EQ(fields(out[9])[0], "LAST");
+    EXPECT_FALSE(fields(out[9])[3].empty());  // looked up: it has a return code
+    for (const char* told : {"line 3:", "line 6:", "line 7:", "line 8:"})
+        EXPECT_NE(r.err.find(std::string("ncoa match: ") + told), std::string::npos) << told << "\n" << r.err;
+    EXPECT_NE(r.err.find("4 malformed"), std::string::npos) << r.err;
+}
+
+TEST_F(NcoaCommand, RunsInAPipeAndTakesColumnNamesFromMap) {
+    write("odd.csv", "Who,House,Postcode,Plus\nJOHN SMITH,120,10001,1234\nMARY JONES,3205,94110,3301\n");
+    const Result refused = match(path("odd.csv"), path("odd-out.csv"));
+    EXPECT_NE(refused.status, 0);
+    EXPECT_NE(refused.err.find("--map name=COLUMN"), std::string::npos) << refused.err;
+    EXPECT_NE(refused.err.find("\"Who\", \"House\""), std::string::npos) << refused.err;
+    EXPECT_FALSE(fs::exists(path("odd-out.csv")));
+
+    const Result piped = run("match --data '" + data + "' --in - --out - --map name=Who --map pno=House --map addon=Plus",
+                             path("odd.csv"));
+    ASSERT_EQ(piped.status, 0) << piped.err;
+    const std::vector<std::string> out = lines(piped.out);
+    ASSERT_EQ(out.size(), 3u);
+    EXPECT_EQ(out[1].rfind("JOHN SMITH,120,10001,1234,", 0), 0u);
+    EXPECT_EQ(out[2].rfind("MARY JONES,3205,94110,3301,", 0), 0u);
+
+    // The same list from a file, through --out: the same bytes.
+    ASSERT_EQ(match(path("odd.csv"), path("odd-out.csv"), "--map name=Who --map pno=House --map addon=Plus").status, 0);
+    EXPECT_EQ(slurp(path("odd-out.csv")), piped.out);
+}
+
+TEST_F(NcoaCommand, AMissingDataSetFailsWithTheLibrarysCodeAndWritesNothing) {
+    const Result r = run("match --data /nonexistent/ncoa-set --in '" + kList + "' --out '" + path("never.csv") + "'");
+    EXPECT_NE(r.status, 0);
+    EXPECT_NE(r.err.find("/nonexistent/ncoa-set"), std::string::npos) << r.err;
+    EXPECT_NE(r.err.find("code 1040"), std::string::npos) << r.err;
+    EXPECT_FALSE(fs::exists(path("never.csv")));
+
+    const Result missingList = match(path("no-such-list.csv"), path("never.csv"));
+    EXPECT_NE(missingList.status, 0);
+    EXPECT_NE(missingList.err.find("cannot read"), std::string::npos) << missingList.err;
+    EXPECT_FALSE(fs::exists(path("never.csv")));
+}
+
+TEST_F(NcoaCommand, AnInterruptedRunLeavesNoFileUnderTheFinalName) {
+    int fds[2];
+    ASSERT_EQ(::pipe(fds), 0);
+    const std::string out = path("interrupted.csv");
+    const pid_t pid = ::fork();
+    ASSERT_GE(pid, 0);
+    if (pid == 0) {
+        ::dup2(fds[0], 0);
+        ::close(fds[1]);
+        const int devnull = ::open("/dev/null", O_WRONLY);
+        ::dup2(devnull, 2);
+        ::execl(kNcoa.c_str(), "ncoa", "match", "--data", data.c_str(), "--in", "-", "--out", out.c_str(),
+                static_cast<char*>(nullptr));
+        ::_exit(127);
+    }
+    ::close(fds[0]);
+    const std::string rows = "Name,Primary Number,ZIP\nJOHN SMITH,120,100011234\n";
+    ASSERT_EQ(::write(fds[1], rows.data(), rows.size()), static_cast<ssize_t>(rows.size()));
+    // The input stays open: the run waits for more rows with its partial file made.
+    const std::string partial = out + ".partial." + std::to_string(pid);
+    for (int i = 0; i < 200 && !fs::exists(partial); ++i) std::this_thread::sleep_for(std::chrono::milliseconds(25));
+    EXPECT_TRUE(fs::exists(partial));
+    ::kill(pid, SIGTERM);
+    int status = 0;
+    ::waitpid(pid, &status, 0);
+    ::close(fds[1]);
+    EXPECT_TRUE(WIFSIGNALED(status));
+    EXPECT_FALSE(fs::exists(out));
+    EXPECT_FALSE(fs::exists(partial));
+}
+
+TEST_F(NcoaCommand, LookupInfoAndHelp) {
+    const Result one = run("lookup --data '" + data + "' --name 'JOHN A SMITH' --pno 120 --zip9 100011234 --type S");
+    ASSERT_EQ(one.status, 0) << one.err;
+    EXPECT_NE(one.out.find("Input name            JOHN A SMITH\n"), std::string::npos) << one.out;
+    EXPECT_NE(one.out.find("Result                100"), std::string::npos) << one.out;
+    for (const char* label : {"Return code", "Address line", "ZIP+4 add-on", "Move date", "Months since move", "Too old"})
+        EXPECT_NE(one.out.find(std::string("\n") + label), std::string::npos) << label;
+
+    const Result info = run("info '" + data + "'");
+    ASSERT_EQ(info.status, 0) << info.err;
+    EXPECT_NE(info.out.find("SAMPLE NCOALINK HASH DATA SET"), std::string::npos);
+    EXPECT_EQ(run("info --data '" + data + "'").out, info.out);
+    EXPECT_NE(run("info").status, 0);
+
+    const Result help = run("--help");
+    EXPECT_EQ(help.status, 0);
+    for (const char* cmd : {"match", "lookup", "info", "prove", "dataset"})
+        EXPECT_NE(help.out.find(std::string("  ") + cmd + " "), std::string::npos) << cmd;
+    const Result matchHelp = run("match --help");
+    EXPECT_NE(matchHelp.out.find("--map"), std::string::npos);
+    EXPECT_NE(matchHelp.out.find("--report"), std::string::npos);
+}
+
+}  // namespace
