@@ -18,9 +18,12 @@
 #include "DataSetWriter.h"
 #include "DataTables.h"
 #include "EMDP.h"
+#include "HashEncoder.h"
 #include "HashLookup.h"
 #include "LCDTable.h"
 #include "NCOA.h"
+#include "NameLists.h"
+#include "NameRules.h"
 #include "UrbanizationLst.h"
 #include "qvs_auth.h"
 
@@ -67,8 +70,8 @@ void emdpSha(const qvw::Address& a, const CNCOA_DataTables& t, unsigned char* sh
     qvs_auth_get_sha1(be, 8, sha);
 }
 
-// SHA-1 of the 48 bytes the match flow lays out: EMDP, first, last,
-// generational suffix; or EMDP and firm.
+// SHA-1 of the 48 bytes the match flow lays out: EMDP, first and last name
+// through the library's name rules, generational suffix; or EMDP and firm.
 void searchSha(const Filing& f, const CNCOA_DataTables& t, unsigned char* sha) {
     char key[48];
     std::memset(key, ' ', sizeof key);
@@ -78,8 +81,12 @@ void searchSha(const Filing& f, const CNCOA_DataTables& t, unsigned char* sha) {
     if (f.kind == Filing::Kind::Business) {
         put(8, f.business);
     } else {
-        if (f.kind == Filing::Kind::Individual) put(8, f.name.first);
+        if (f.kind == Filing::Kind::Individual) {
+            put(8, f.name.first);
+            CNCOA_NameRules(t).applyRules(key + 8, key + 8, 15);
+        }
         put(23, f.name.last);
+        CNCOA_NameRules(t).applyRules(key + 23, key + 23, 20);
         for (const char* g : {"JR", "SR", "II", "IV"})
             if (f.name.suffix.rfind(g, 0) == 0) put(43, f.name.suffix);
     }
@@ -118,7 +125,7 @@ protected:
         } else {
             f.name.first = f.kind == Filing::Kind::Individual ? letters(2, 15) : "";
             f.name.middle = rng() % 3 == 0 ? "" : letters(1, 8);
-            f.name.last = letters(2, 20);
+            f.name.last = rng() % 10 == 0 ? letters(2, 9) + "-" + letters(2, 10) : letters(2, 20);
             f.name.suffix = suffixes[rng() % 6];
             f.name.gender = "UMF"[rng() % 3];
         }
@@ -138,7 +145,7 @@ protected:
     }
 
     static qvw::World makeWorld() {
-        static CNCOA_DataTables noTables;  // keys of addresses without an add-on ask no table
+        static CNCOA_DataTables noTables;
         const int year = CNCOA_HashLookup(noTables).getCurrentYear();
         qvw::World w;
         w.dataset.setLetter = 'A';
@@ -175,8 +182,12 @@ protected:
             int target = -1;
             for (int found = 0; found < kClusterSize;) {
                 base.name.first = letters(4, 15);
+                // The writer's key here: the library's comes later, to find them.
+                std::uint64_t emdp = 0;
+                qvw::emdpOf(base.from, {}, emdp);
+                const qvw::Bytes key = qvw::filingSearchKey(base, emdp, qvw::defaultNameRules());
                 unsigned char sha[20], next[20];
-                searchSha(base, noTables, sha);
+                qvs_auth_get_sha1(key.data(), key.size(), sha);
                 qvs_auth_get_sha1(sha, 20, next);
                 const unsigned char* p = stripe == 0 ? sha + 2 : next + 6;
                 const int low = ((p[2] << 8) | p[3]) & 0xFFF;

@@ -1,9 +1,12 @@
 #include "HashEncoder.h"
 
 #include <algorithm>
+#include <cctype>
 #include <cmath>
 #include <set>
 #include <unordered_map>
+
+#include "NameLists.h"
 
 namespace qvw {
 
@@ -29,18 +32,6 @@ bool generational(const std::string& suffix) {
     return false;
 }
 
-std::string hyphensToBlanks(std::string s) {
-    std::replace(s.begin(), s.end(), '-', ' ');
-    return s;
-}
-
-std::string closedUp(const std::string& s) {
-    std::string out;
-    for (char c : hyphensToBlanks(s))
-        if (c != ' ')
-            out += c;
-    return out;
-}
 
 unsigned initialCode(char c, const std::string& where) {
     if (c == ' ')
@@ -79,15 +70,50 @@ double BitTable::fill() const {
 
 // ---- Keys, permutation, walks -----------------------------------------------
 
-Bytes filingSearchKey(const Filing& f, std::uint64_t emdp) {
+std::string ruledName(const std::string& field, std::size_t width, const std::vector<NameRuleLine>& rules) {
+    if (width == 1)
+        return padRight(field, 1);
+    // The word lives in 40 places; n counts its letters.
+    constexpr std::size_t kRoom = 40;
+    std::string word;
+    for (char c : padRight(field, width))
+        if ((c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z'))
+            word += static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+    int n = static_cast<int>(word.size());
+    word = padRight(word, kRoom);
+    auto rewrite = [&](std::size_t at, const NameRuleLine& r) {
+        word = padRight(word.substr(0, at) + r.to + word.substr(at + r.from.size()), kRoom);
+        n += static_cast<int>(r.to.size()) - static_cast<int>(r.from.size());
+        return true;
+    };
+    for (bool changed = true; changed;) {
+        changed = false;
+        for (const NameRuleLine& r : rules) {
+            const int from = static_cast<int>(r.from.size());
+            if (r.left && word.compare(0, r.from.size(), r.from) == 0)
+                changed = rewrite(0, r);
+            // Inside only: never the first letter, and never reaching the last.
+            if (r.middle && n - from >= 2)
+                for (int p = 1; p + 1 <= n - from; ++p)
+                    if (word.compare(static_cast<std::size_t>(p), r.from.size(), r.from) == 0)
+                        changed = rewrite(static_cast<std::size_t>(p), r);
+            if (r.right && n - from >= 0 && word.compare(static_cast<std::size_t>(n - from), r.from.size(), r.from) == 0)
+                changed = rewrite(static_cast<std::size_t>(n - from), r);
+        }
+    }
+    return word.substr(0, width);
+}
+
+Bytes filingSearchKey(const Filing& f, std::uint64_t emdp, const std::vector<NameRuleLine>& rules) {
     Bytes key;
     putBigEndian(key, emdp, 8);
     if (f.kind == Filing::Kind::Business) {
         putField(key, f.business, 40);
         return key;
     }
-    putField(key, f.kind == Filing::Kind::Individual ? hyphensToBlanks(f.name.first) : std::string(), 15);
-    putField(key, closedUp(f.name.last), 20);
+    const bool firstBlank = f.kind != Filing::Kind::Individual || f.name.first.find_first_not_of(' ') == std::string::npos;
+    putField(key, firstBlank ? std::string() : ruledName(f.name.first, 15, rules), 15);
+    putField(key, ruledName(f.name.last, 20, rules), 20);
     putField(key, generational(f.name.suffix) ? f.name.suffix : std::string(), 5);
     return key;
 }
@@ -136,7 +162,7 @@ std::vector<std::uint32_t> stripeWalk(const Sha1Digest& key, int stripe, std::ui
 HashEncoder::HashEncoder(const World& world, const std::vector<std::string>& zips,
                          const std::vector<std::string>& hints, const std::array<char, 100>& letters, int currentYear)
     : world_(world), zips_(zips), hints_(hints), letters_(letters), currentYear_(currentYear),
-      lcd_(lcdReplacements(world)) {}
+      lcd_(lcdReplacements(world)), rules_(world.names.rules.value_or(defaultNameRules())) {}
 
 Bytes HashEncoder::resultBytes(const Filing& f, const Sha1Digest& key, const std::string& where) const {
     std::uint64_t zipIndex = 0;
@@ -235,7 +261,7 @@ void HashEncoder::encode() {
         std::uint64_t emdp = 0;
         if (!emdpOf(f.from, lcd_, emdp))
             throw WriterError(where + ".from: the address has no key (its ZIP is not numeric)");
-        const Bytes key = filingSearchKey(f, emdp);
+        const Bytes key = filingSearchKey(f, emdp, rules_);
         const Sha1Digest sha = sha1Of(key.data(), key.size());
         if (!seen.insert(sha).second)
             throw WriterError(where + ": another filing has the same search key (address and name)");

@@ -39,11 +39,16 @@ private:
     Bytes bits_;
 };
 
+// A name field of `width` in the form the search hashes: its letters only,
+// upper case, closed up, then rewritten by `rules` (left, middle, right
+// parts of each rule in turn, in list order) until a whole pass changes
+// nothing; blank-padded to `width`. A field of width 1 stays as it is.
+std::string ruledName(const std::string& field, std::size_t width, const std::vector<NameRuleLine>& rules);
+
 // The 48 bytes hashed for a filing: EMDP, then first name (15), last name
-// (20) and a generational suffix (5), or the firm (40). Hyphens in names read
-// as blanks and a last name closes up, as the search does; other name rules
-// are not applied, so names are given in the form the rules leave them.
-Bytes filingSearchKey(const Filing& filing, std::uint64_t emdp);
+// (20) and a generational suffix (5), or the firm (40) as it stands. Names go
+// through `rules`, the list written to rules.lst; a blank first name stays blank.
+Bytes filingSearchKey(const Filing& filing, std::uint64_t emdp, const std::vector<NameRuleLine>& rules);
 
 // Row r of the permutations of 1..7 in lexicographic order.
 std::array<unsigned char, 7> permutationRow(unsigned r);
@@ -93,6 +98,7 @@ private:
     std::array<char, 100> letters_;
     int currentYear_;
     LcdReplacements lcd_;
+    std::vector<NameRuleLine> rules_;
     std::map<char, Letter> sections_;
     HashEncodeStats stats_;
 };
