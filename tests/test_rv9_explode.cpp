@@ -1,0 +1,189 @@
+// Range explosion into delivery points, and the unfolding of rv9.esd records
+// and their packed dictionaries.
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "DataTables.h"
+#include "NCOA_Utils.h"
+#include "RV9.h"
+#include "RV9_ExplodeRange.h"
+
+using namespace QV_NCOA;
+
+namespace {
+
+i58Struct range(const char* zip, char type, const char* pLow, const char* pHigh, char pParity, const char* sLow,
+                const char* sHigh, char sParity) {
+    i58Struct in;
+    in.zip.cpyIn(zip);
+    in.recordType = type;
+    in.addonLow.cpyIn(zip, -1, 5, 4);
+    in.addonHigh.cpyIn(zip, -1, 5, 4);
+    in.primaryLow.cpyIn(pLow);
+    in.primaryHigh.cpyIn(pHigh);
+    in.primaryParity = pParity;
+    in.secondaryLow.cpyIn(sLow);
+    in.secondaryHigh.cpyIn(sHigh);
+    in.secondaryParity = sParity;
+    return in;
+}
+
+// "primary/secondary" of each point, trailing blanks cut.
+std::vector<std::string> explode(const i58Struct& in) {
+    std::vector<deliveryPoint> out;
+    EXPECT_TRUE(CNCOA_RV9ExplodeRange().getExploded(in, out));
+    std::vector<std::string> s;
+    auto cut = [](const char* t) {
+        std::string x(t);
+        return x.substr(0, x.find_last_not_of(' ') + 1);
+    };
+    for (const deliveryPoint& p : out) s.push_back(cut(p.primaryNumber.buf) + "/" + cut(p.secondaryNumber.buf));
+    return s;
+}
+
+using V = std::vector<std::string>;
+
+// Independent packer: three characters per big-endian word, base 40, the
+// characters left over one byte each.
+std::vector<unsigned char> pack(const std::string& t) {
+    const std::string alphabet = " -./0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZ";
+    std::vector<unsigned char> b;
+    size_t i = 0;
+    for (; i + 3 <= t.size(); i += 3) {
+        const size_t w = alphabet.find(t[i]) * 1600 + alphabet.find(t[i + 1]) * 40 + alphabet.find(t[i + 2]);
+        b.push_back(static_cast<unsigned char>(w >> 8));
+        b.push_back(static_cast<unsigned char>(w));
+    }
+    for (; i < t.size(); ++i) b.push_back(static_cast<unsigned char>(alphabet.find(t[i])));
+    return b;
+}
+
+}  // namespace
+
+TEST(ExplodeRange, SingleAddresses) {
+    EXPECT_EQ(explode(range("12345678923", 'S', "0000000123", "0000000123", ' ', "", "", ' ')), V{"0000000123/"});
+    EXPECT_EQ(explode(range("12345678924", 'S', "0000000123", "0000000123", ' ', "", "", ' ')), V{});
+    // A word unit of a high-rise carries delivery point 99 only.
+    EXPECT_EQ(explode(range("12345678999", 'H', "500", "500", ' ', "BSMT", "BSMT", ' ')), V{"500/BSMT"});
+    EXPECT_EQ(explode(range("12345678905", 'H', "500", "500", ' ', "BSMT", "BSMT", ' ')), V{});
+    // All nines: never exploded.
+    EXPECT_EQ(explode(range("12345678999", 'S', "9999999999", "9999999999", ' ', "", "", ' ')), V{});
+    EXPECT_EQ(explode(range("12345678999", 'S', "1", "9999999999", 'B', "", "", ' ')), V{});
+}
+
+TEST(ExplodeRange, NumericWalks) {
+    // Street records take the delivery point from the house number, so every
+    // unit of one house shares the code.
+    EXPECT_EQ(explode(range("12345678900", 'S', "0000000100", "0000000100", ' ', "1", "5", 'O')),
+              (V{"0000000100/1", "0000000100/3", "0000000100/5"}));
+    EXPECT_EQ(explode(range("12345678900", 'S', "0000000100", "0000000100", ' ', "1", "5", ' ')),
+              (V{"0000000100/1", "0000000100/3", "0000000100/5"}));
+    EXPECT_EQ(explode(range("12345678900", 'S', "0000000100", "0000000100", ' ', "1", "5", 'B')).size(), 5u);
+    // Walked numbers are printed without their zeros.
+    EXPECT_EQ(explode(range("12345678905", 'S', "00100", "00110", 'B', "", "", ' ')), V{"105/"});
+    // A difference of 31999 walks; 32000 goes to the expansion, which stops at
+    // its limit and so drops the range.
+    EXPECT_EQ(explode(range("12345678900", 'S', "100", "100", ' ', "1", "32000", 'B')).size(), 32000u);
+    EXPECT_EQ(explode(range("12345678900", 'S', "100", "100", ' ', "1", "32001", 'B')), V{});
+
+    i58Struct reversed = range("12345678900", 'S', "100", "100", ' ', "5", "1", 'B');
+    std::vector<deliveryPoint> out;
+    CNCOA_RV9ExplodeRange().do7000PermuteSecondary(reversed, out);
+    EXPECT_TRUE(out.empty());
+
+    EXPECT_THROW(explode(range("12345678900", 'S', "1", "9", 'B', "1", "5", 'B')), qvncoa_exception);
+}
+
+TEST(ExplodeRange, GeneralExpansionAndPadding) {
+    EXPECT_EQ(explode(range("12345678901", 'S', "1A", "1F", 'B', "", "", ' ')),
+              (V{"1A/", "1B/", "1C/", "1D/", "1E/", "1F/"}));
+    // A short primary is zero-filled where it leaves the low bound.
+    EXPECT_EQ(explode(range("12345678901", 'S', "A01", "A12", 'B', "", "", ' ')), V{"A01/"});
+    EXPECT_EQ(explode(range("12345678912", 'S', "A01", "A12", 'B', "", "", ' ')), V{"A12/"});
+    // The secondary rule works one place further left and so keeps A1; from
+    // the tenth member on the value stays that of the one before (A10).
+    EXPECT_EQ(explode(range("12345678902", 'H', "500", "500", ' ', "A01", "A12", 'B')), V{"500/A1"});
+    EXPECT_EQ(explode(range("12345678901", 'H', "500", "500", ' ', "A01", "A12", 'B')),
+              (V{"500/A10", "500/A10", "500/A10"}));
+}
+
+TEST(ExplodeRange, RangeOverSeveralAddons) {
+    i58Struct in = range("12345100302", 'S', "0000000100", "0000000104", 'B', "", "", ' ');
+    in.addonLow.cpyIn("1001");
+    in.addonHigh.cpyIn("1005");
+    EXPECT_EQ(explode(in), V{"0102/"});  // the third number on the third add-on
+    in.zip.cpyIn("12345100303");
+    EXPECT_EQ(explode(in), V{});
+}
+
+TEST(Zip9Expansion, PackedText) {
+    for (std::string t : {"0000000123", "APT ", "12B-1/2.", "SW", "MARTIN LUTHER KING JR       ", "ZZZ", "   "}) {
+        std::vector<unsigned char> packed = pack(t);
+        EXPECT_EQ(packed.size(), 2 * (t.size() / 3) + t.size() % 3);
+        std::string out(t.size(), '?');
+        CNCOA_RV9::decodeCompressedRecord(static_cast<int>(t.size()), packed.data(), &out[0]);
+        EXPECT_EQ(out, t);
+    }
+    const unsigned char top[2] = {0xF9, 0xFF};  // 63999
+    char zzz[4] = "...";
+    CNCOA_RV9::decodeCompressedRecord(3, top, zzz);
+    EXPECT_STREQ(zzz, "ZZZ");
+}
+
+TEST(Zip9Expansion, RecordDigits) {
+    CNCOA_DataTables t;
+    auto fill = [](auto& table, std::initializer_list<const char*> entries) {
+        table.allocate(entries.size());
+        size_t k = 0;
+        for (const char* e : entries) {
+            const std::vector<unsigned char> p = pack(e);
+            ASSERT_EQ(p.size(), sizeof table.buf[k].packed) << e;
+            std::copy(p.begin(), p.end(), table.buf[k++].packed);
+        }
+    };
+    fill(t.pnoTable, {"0000000001", "0000000123"});
+    fill(t.dscTable, {"APT "});
+    fill(t.snoTable, {"00000012"});
+    fill(t.sufTable, {"ST  "});
+    fill(t.namTable, {"MAIN                        "});
+    fill(t.crdTable, {"C001"});
+    fill(t.llnTable, {"L00001"});
+
+    // Digits, least significant first, as the record format lays them out.
+    const uint64_t a = 3 + 7ULL * (4 + 9ULL * (1 + 200000ULL * (1 + 25ULL * (2 + 4ULL * (2 + 420000ULL * 6789)))));
+    const uint64_t b = 8 + 9ULL * (1 + 210ULL * (3 + 4ULL * (0 + 200000ULL * (2 + 420000ULL * 6790))));
+    const uint64_t c = 1 + 35000ULL * (1 + 2000ULL * 1);
+    unsigned char raw[26];
+    const uint64_t key = 123456789;
+    for (int i = 0; i < 4; ++i) raw[i] = static_cast<unsigned char>(key >> (24 - 8 * i));
+    for (int i = 0; i < 8; ++i) raw[4 + i] = static_cast<unsigned char>(a >> (56 - 8 * i));
+    for (int i = 0; i < 8; ++i) raw[12 + i] = static_cast<unsigned char>(b >> (56 - 8 * i));
+    for (int i = 0; i < 6; ++i) raw[20 + i] = static_cast<unsigned char>(c >> (40 - 8 * i));
+    rv9Esd rec;
+    ASSERT_TRUE(rv9Esd::deserialize(raw, rec));
+    EXPECT_EQ(rec.key, 123456789u);
+
+    CNCOA_RV9 rv9(t);
+    std::vector<exp97> out;
+    rv9.expandZip9(rec, out);
+    ASSERT_EQ(out.size(), 1u);
+    const exp97& e = out[0];
+    EXPECT_EQ(e.addonLow, 6789u);
+    EXPECT_EQ(e.addonHigh, 6790u);
+    EXPECT_STREQ(e.primaryLow.buf, "0000000123");
+    EXPECT_STREQ(e.primaryHigh.buf, "0000000123");
+    EXPECT_EQ(e.primaryParity, 'E');
+    EXPECT_STREQ(e.secondaryDesignator.buf, "APT ");
+    EXPECT_STREQ(e.secondaryLow.buf, "00000012");
+    EXPECT_STREQ(e.secondaryHigh.buf, "        ");
+    EXPECT_EQ(e.secondaryParity, 'O');
+    EXPECT_STREQ(e.preDirectional.buf, "NW");
+    EXPECT_STREQ(e.postDirectional.buf, "W ");
+    EXPECT_STREQ(e.streetName.buf, "MAIN                        ");
+    EXPECT_STREQ(e.suffix.buf, "ST  ");
+    EXPECT_STREQ(e.carrierRoute.buf, "C001");
+    EXPECT_STREQ(e.lastLineNumber.buf, "L00001");
+    EXPECT_EQ(e.recordType, 'H');
+}
