@@ -37,10 +37,25 @@ const int kRandomFilings = 3900;
 const int kClusterSize = 10;
 const int kAbsentKeys = 200000;
 
+// The worked examples of the key: ZIP+9, primary, designator, secondary, EMDP.
+struct EmdpExample {
+    const char *zip9, *primary, *designator, *secondary;
+    unsigned long emdp;
+} const kEmdpExamples[] = {
+    {"123456789", "123", "APT", "4B", 1234567890001234002UL},  {"123456789", "7", "", "", 1234567890000700000UL},
+    {"123456789", "123 1/2", "", "", 1234567890012399000UL},   {"123456789", "11112", "STE", "", 1234567890023452545UL},
+    {"901230000", "12A", "", "EAST", 9012300000000012032UL},   {"123450000", "1 1/2", "", "1/2", 1234500000011299000UL},
+    {"12345    ", "45", "PH", "", 1234500000000045440UL},
+};
+
 std::mt19937 rng(20261122);
 std::string letters(int lo, int hi) {
     std::string s(std::uniform_int_distribution<int>(lo, hi)(rng), 'A');
     for (char& c : s) c = static_cast<char>('A' + rng() % 26);
+    return s;
+}
+std::string padTo(std::string s, size_t n) {
+    s.resize(n, ' ');
     return s;
 }
 std::string digits(int n) {
@@ -167,6 +182,10 @@ protected:
 
         for (int i = 0; i < kRandomFilings; ++i) {
             w.filings.push_back(randomFiling(year, zips));
+            if (i < 7) {  // the odd rules of the key, keyed by both sides
+                const EmdpExample& e = kEmdpExamples[i];
+                w.filings.back().from = {e.zip9, e.primary, e.designator, e.secondary};
+            }
             const std::string& zip9 = w.filings.back().from.zip9;
             if (i % 40 == 0 && zip9.find(' ') == std::string::npos)  // the key takes these four digits
                 w.lcd.push_back({zip9, static_cast<unsigned>(rng() % 10000)});
@@ -211,6 +230,16 @@ void* RoundTripTest::disk_ = nullptr;
 void* RoundTripTest::memory_ = nullptr;
 
 }  // namespace
+
+TEST(RoundTripKeys, WriterKeysTheWorkedExamples) {
+    for (const EmdpExample& e : kEmdpExamples) {
+        std::uint64_t emdp = 0;
+        ASSERT_TRUE(qvw::emdpOf({e.zip9, e.primary, e.designator, e.secondary}, {}, emdp)) << e.primary;
+        EXPECT_EQ(emdp, e.emdp) << e.zip9 << " " << e.primary;
+    }
+    // Letters only, upper case, closed up; MC at the start, PH and LL inside rewritten, PP kept.
+    EXPECT_EQ(qvw::ruledName("mc donald-phillipps", 20, qvw::defaultNameRules()), padTo("MACDONALDFILIPPS", 20));
+}
 
 TEST_F(RoundTripTest, EveryFilingIsFoundAndDecodesAsWritten) {
     ASSERT_EQ(report_.filingsEncoded, static_cast<size_t>(kRandomFilings + 2 * kClusterSize));
