@@ -22,7 +22,8 @@ test-asan: deps
 	cmake --build $(ASAN_BUILD) -j $(JOBS)
 	cd $(ASAN_BUILD) && ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 ctest --output-on-failure -j $(JOBS)
 
-# Writes the sample data set, opens it through the library and proves it.
+# Writes the sample data set, opens it through the library and proves it, then
+# runs the sample mailing list against it and shows results and report.
 demo: all
 	$(BUILD)/cli/ncoa dataset build data/sample/world.json $(BUILD)/sample-data
 	@echo
@@ -30,6 +31,20 @@ demo: all
 	@echo
 	@echo "demo: wrote the sample data set to $(BUILD)/sample-data, opened it with qvncoa_init_data_obj"
 	@echo "      and proved every file against the SHA-1 lists of its two disc headers."
+	@echo
+	$(BUILD)/cli/ncoa match --data $(BUILD)/sample-data --in data/sample/list.csv \
+	  --out $(BUILD)/sample-result.csv --report $(BUILD)/sample-report.txt \
+	  --company "SAMPLE LIST SERVICES" --license-id DEMO01 --list-name "SAMPLE LIST"
+	@echo
+	@echo "First result rows ($(BUILD)/sample-result.csv), input columns and the answer:"
+	@head -n 8 $(BUILD)/sample-result.csv
+	@echo
+	@echo "Rows with a move found:"
+	@rows=$$(tail -n +2 $(BUILD)/sample-result.csv | grep -v ',S,00,' | head -n 10); \
+	  if [ -n "$$rows" ]; then echo "$$rows"; else echo "  (none: every record answered 00)"; fi
+	@echo
+	@echo "Processing summary report ($(BUILD)/sample-report.txt):"
+	@cat $(BUILD)/sample-report.txt
 
 clean:
 	rm -rf $(BUILD) $(ASAN_BUILD)

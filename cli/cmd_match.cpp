@@ -137,7 +137,8 @@ public:
         last_ = now;
         const double secs = std::chrono::duration<double>(now - start_).count();
         const double rate = secs > 0 ? static_cast<double>(records) / secs : 0;
-        std::string line = fmt::format("\rmatching {:>12} records {:>10.0f}/s  {}", group(records), rate, clock(secs));
+        std::string line = fmt::format("\rmatching {:>12} records {:>9}/s  {}", group(records),
+                                       group(static_cast<std::uint64_t>(rate)), clock(secs));
         if (total_ > 0 && bytes > 0) {
             const double done = static_cast<double>(bytes) / static_cast<double>(total_);
             const double left = done > 0 ? secs * (1 - done) / done : 0;
@@ -434,9 +435,10 @@ void runMatch(const MatchOptions& o) {
     const int* rc = stats.returnCodeCounts;
     const int withAddress = rc[QVNCOA_RC_SLOT_A] + rc[QVNCOA_RC_SLOT_91] + rc[QVNCOA_RC_SLOT_92];
     fmt::print(stderr,
-               "ncoa match: {} records in {:.2f} s ({:.0f} records/s, {} thread{}): {} moved with a new address, {} "
+               "ncoa match: {} records in {:.2f} s ({} records/s, {} thread{}): {} moved with a new address, {} "
                "other matches, {} not matched; {} malformed, {} failed{}{}\n",
-               Progress::group(records), secs, secs > 0 ? static_cast<double>(records) / secs : 0.0, threads,
+               Progress::group(records), secs,
+               Progress::group(secs > 0 ? static_cast<std::uint64_t>(static_cast<double>(records) / secs) : 0), threads,
                threads == 1 ? "" : "s", withAddress, stats.recordsMatchedNCOA - withAddress,
                stats.recordsProcessed - stats.recordsMatchedNCOA, malformed, failed,
                reader.blankLinesSkipped() ? fmt::format("; {} blank lines skipped", reader.blankLinesSkipped()) : "",
