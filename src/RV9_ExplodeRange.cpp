@@ -37,12 +37,19 @@ void printAddon(uint32_t value, fixedString<4>& field) {
     if (n >= 0 && n < 4) field.buf[n] = '\0';
 }
 
-// A walked value printed with "%d" and cut to the field, blank filled.
+// A walked value printed in decimal without leading zeros, cut to the field,
+// blank filled. Written out by hand: it runs once per walked address.
 template <int N>
 void printValue(uint64_t value, fixedString<N>& field) {
-    char text[24];
-    std::snprintf(text, sizeof text, "%llu", static_cast<unsigned long long>(value));
-    field.cpyIn(text, -1, 0, N);
+    char digits[20];
+    int n = 0;
+    do {
+        digits[n++] = static_cast<char>('0' + value % 10);
+        value /= 10;
+    } while (value != 0 && n < 20);
+    int i = 0;
+    for (; i < N && i < n; ++i) field.buf[i] = digits[n - 1 - i];
+    for (; i < N; ++i) field.buf[i] = ' ';
 }
 
 }  // namespace
