@@ -197,6 +197,12 @@ std::string direction(const json& j, const std::string& p, const char* key) {
     return v;
 }
 
+// House and unit numbers of all digits stand right-justified and zero-filled,
+// as the USPS files hold them; the address line builder relies on that form.
+std::string uspsNumber(const std::string& v, std::size_t width) {
+    return !v.empty() && allDigits(v) ? padLeft(v, width, '0') : v;
+}
+
 AddressRange parseRange(const json& j, const std::string& p) {
     onlyKeys(j, p, {"zip", "addon_low", "addon_high", "type", "primary_low", "primary_high", "primary_parity",
                     "predir", "street", "suffix", "postdir", "designator", "secondary_low", "secondary_high",
@@ -225,6 +231,10 @@ AddressRange parseRange(const json& j, const std::string& p) {
     if (r.secondaryHigh.empty())
         r.secondaryHigh = r.secondaryLow;
     r.secondaryParity = oneOf(j, p, "secondary_parity", "BEO", ' ');
+    r.primaryLow = uspsNumber(r.primaryLow, 10);
+    r.primaryHigh = uspsNumber(r.primaryHigh, 10);
+    r.secondaryLow = uspsNumber(r.secondaryLow, 8);
+    r.secondaryHigh = uspsNumber(r.secondaryHigh, 8);
     r.carrierRoute = text(j, p, "carrier_route", 4, false, Chars::Packable);
     r.lastLine = text(j, p, "last_line", 6, false, Chars::Packable);
     return r;
