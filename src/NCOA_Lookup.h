@@ -17,6 +17,22 @@ public:
     const NCOAAnswer& workingAnswer() const { return answer; }
 
 protected:
+    // One search for the key laid out in searchKey, and what is decided from it.
+    bool do1000Forward();
+    // The search widened to the name's variants: first-name normal forms and
+    // nicknames, then last-name normal forms.
+    bool do0999Forward();
+    bool do0999ForwardNickn();
+    bool do0999ForwardNormalL();
+
+    // The places of the search key.
+    char* firstPlace() { return searchKey + 9; }
+    char* lastPlace() { return searchKey + 24; }
+    char* suffixPlace() { return searchKey + 44; }
+    char* firmPlace() { return searchKey + 9; }
+    // Last name, and a generational suffix, into their places.
+    void setLastAndSuffix();
+
     const CNCOA_DataTables& tables;
     bool debug;
     nameStruct lookupName;
