@@ -83,8 +83,10 @@ struct fixedString {
         return true;
     }
 
+    // From the end of the text (a copied-in NUL ends it early, as a number
+    // printed short into the field leaves one), skip blanks, then all digits.
     bool isNumericToLastNonSpace() const {
-        int i = N - 1;
+        int i = static_cast<int>(strnlen(buf, N)) - 1;
         while (i >= 0 && buf[i] == ' ') --i;
         for (; i >= 0; --i)
             if (!hx_isdigit(static_cast<unsigned char>(buf[i]))) return false;

@@ -1,6 +1,7 @@
 // Copy rules and queries of the fixed-width field, and the text helpers.
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <string>
 
 #include "NCOA_Utils.h"
@@ -77,6 +78,13 @@ TEST(FixedStringQuery, RangesAndClasses) {
     EXPECT_TRUE(g.isNumericToLastNonSpace());
     g.cpyIn("0123");
     EXPECT_TRUE(g.isNumericToLastNonSpace());
+    fixedString<4> addon;  // "%d" of 1 printed into four places
+    std::snprintf(addon.buf, 5, "%d", 1);
+    addon.buf[2] = ' ';
+    addon.buf[3] = ' ';
+    EXPECT_TRUE(addon.isNumericToLastNonSpace());
+    addon.buf[0] = 'A';
+    EXPECT_FALSE(addon.isNumericToLastNonSpace());
     EXPECT_EQ(f.find(' ', 0), 2);
     EXPECT_EQ(f.find('5', 5), -1);
     EXPECT_EQ(f.find('1', 8), -1);

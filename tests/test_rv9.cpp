@@ -71,6 +71,7 @@ std::string world() {
     { "zip": "12345", "addon_low": "0017", "primary_low": "-0012", "street": "MAIN", "suffix": "ST", "last_line": "L00001" },
     { "zip": "12345", "addon_low": "0018", "primary_low": "0000000123", "street": "MAIN", "suffix": "ST", "carrier_route": "C001", "last_line": "L00001" },
     { "zip": "12345", "addon_low": "0018", "primary_low": "0000000123", "street": "ELM", "suffix": "ST", "carrier_route": "C002", "last_line": "L00001" },
+    { "zip": "12345", "addon_low": "0020", "addon_high": "0022", "primary_low": "0000000700", "primary_high": "0000000702", "primary_parity": "B", "street": "CEDAR", "suffix": "ST", "last_line": "L00001" },
     { "zip": "12345", "addon_low": "0109", "type": "H", "primary_low": "0000000500", "street": "ELM", "suffix": "ST", "designator": "APT",
       "secondary_low": "BSMT", "last_line": "L00001" },
     { "zip": "99999", "addon_low": "0001", "primary_low": "0000000123", "street": "MAIN", "suffix": "ST", "last_line": "L99999" },
@@ -122,6 +123,14 @@ TEST_F(RV9Test, SingleStreetAddress) {
     EXPECT_EQ(rec.zip.buf[11], check11("12345000123") + 48);
     EXPECT_EQ(std::string(rec.carrierRoute.buf), "C001");
     EXPECT_EQ(std::string(rec.primaryNumber.buf), "123       ");
+}
+
+TEST_F(RV9Test, RangeOverSeveralShortAddOns) {
+    // Add-ons print short ("20") into their four places; the span is still numeric.
+    ASSERT_TRUE(lookup("12345002000"));
+    EXPECT_EQ(std::string(rec.primaryNumber.buf), "700       ");
+    EXPECT_EQ(std::string(rec.streetName.buf, 5), "CEDAR");
+    EXPECT_FALSE(lookup("12345002001"));  // 701 walks onto add-on 0021
 }
 
 TEST_F(RV9Test, NumericRangesByParity) {
