@@ -46,12 +46,11 @@ CNCOA_BusinessNameBase::CNCOA_BusinessNameBase()
       pairOne_(tableOne_ + kPairBase),
       singleTwo_(tableTwo_ + 1),
       pairTwo_(tableTwo_ + kPairBase) {
-    // The tables are zeroed by each doString step before use; only the caches
-    // must start empty so that the first text of each side is counted.
+    // The tables are zeroed by each doString step, which always runs before
+    // Kountem; only the caches must start empty, so that the first text of
+    // each side is counted.
     std::memset(cachedOne_, 0, sizeof cachedOne_);
     std::memset(cachedTwo_, 0, sizeof cachedTwo_);
-    std::memset(tableOne_, 0, sizeof tableOne_);
-    std::memset(tableTwo_, 0, sizeof tableTwo_);
 }
 
 void CNCOA_BusinessNameBase::convertToBinaryOne(const char* text, unsigned short* codes) { toSymbols(text, codes); }
@@ -132,9 +131,9 @@ void CNCOA_BusinessName_utas41c0::Kountem(int& matches, int& total) {
     total = 0;
     // Singles of symbols 0 to 35; the single of "9" shares its cell with the
     // pair part's unused cell 0 and is left out.
-    for (int c = 1; c <= 36; ++c) countCell(tableOne_[c], tableTwo_[c], matches, total);
+    countCells(tableOne_, tableTwo_, 1, 36, matches, total);
     // Every pair but (36, 36), the last cell.
-    for (int c = 1; c <= 1368; ++c) countCell(pairOne_[c], pairTwo_[c], matches, total);
+    countCells(pairOne_, pairTwo_, 1, 1368, matches, total);
 }
 
 void CNCOA_BusinessName_utqs41c0::doStringOne(char* text) { countText(text, tableOne_, false, true); }
@@ -145,7 +144,7 @@ void CNCOA_BusinessName_utqs41c0::Kountem(int& matches, int& total) {
     matches = 0;
     total = 0;
     // Singles of symbols 1 to 36: no blanks, no punctuation, "9" included.
-    for (int c = 1; c <= 36; ++c) countCell(singleOne_[c], singleTwo_[c], matches, total);
+    countCells(singleOne_, singleTwo_, 1, 36, matches, total);
 }
 
 // ---------------------------------------------------------------------------

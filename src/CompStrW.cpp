@@ -95,9 +95,22 @@ bool squeeze(const char* in, char* out) {
 
 // ---------------------------------------------------------------------------
 
+// streql_itsp against every row, with the rows' last indexes taken once:
+// equal last non-blank index, and the bytes before it alike (the last one is
+// not compared).
 bool CCompStrW::CIsJunkWord::operator()(const unstringStuffEl& el) const {
-    for (const auto& row : junkWords)
-        if (streql_itsp(el.word, row)) return true;
+    struct RowEnds {
+        int last[kJunkWordRows];
+        RowEnds() {
+            for (int r = 0; r < kJunkWordRows; ++r) last[r] = findLastNonSpace(junkWords[r]);
+        }
+    };
+    static const RowEnds rows;
+    const int la = findLastNonSpaceN(el.word, unstringStuffEl::kWordLen);
+    for (int r = 0; r < kJunkWordRows; ++r) {
+        if (rows.last[r] != la) continue;
+        if (la <= 0 || std::memcmp(el.word, junkWords[r], static_cast<size_t>(la)) == 0) return true;
+    }
     return false;
 }
 
