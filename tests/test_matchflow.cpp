@@ -1,0 +1,514 @@
+// The match flow end to end: records through qvncoa_lookup_without_qvav
+// against a writer-made data set, one group of behaviours per test. Every
+// record is looked up on disk (flags 0) and in memory (flags 8), and the two
+// answers must agree byte for byte.
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <cstring>
+#include <ctime>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include <unistd.h>
+
+#include "DataSetWriter.h"
+#include "World.h"
+#include "qvncoa.h"
+
+namespace fs = std::filesystem;
+
+namespace matchflow {
+
+// YYYYMM of the month `months` before this one.
+std::string monthsAgo(int months) {
+    time_t now = time(nullptr);
+    struct tm lt;
+    localtime_r(&now, &lt);
+    int total = (lt.tm_year + 1900) * 12 + lt.tm_mon - months;
+    char buf[16];
+    std::snprintf(buf, sizeof buf, "%04d%02d", total / 12, total % 12 + 1);
+    return buf;
+}
+
+// Old addresses are house numbers on W 34TH ST, NEW YORK 10001-1234; new ones
+// odd numbers 1001-1099 of WILSON BLVD, ARLINGTON 22201-4101 (delivery point =
+// the last two digits).
+std::string worldJson() {
+    std::string filings;
+    auto filing = [&](const std::string& kind, const std::string& name, int primary, const std::string& to,
+                      int monthsBack, const std::string& extra = "") {
+        filings += std::string(filings.empty() ? "" : ",\n") + "{ \"kind\": \"" + kind + "\", " + name +
+                   ", \"from\": { \"zip9\": \"100011234\", \"primary\": \"" + std::to_string(primary) +
+                   "\" }, \"to_zip11\": \"" + to + "\", \"move_date\": \"" + monthsAgo(monthsBack) + "\"" + extra +
+                   " }";
+    };
+    auto person = [](const char* first, const char* middle, const char* last, const char* gender) {
+        return std::string("\"name\": { \"first\": \"") + first + "\", \"middle\": \"" + middle + "\", \"last\": \"" +
+               last + "\", \"gender\": \"" + gender + "\" }";
+    };
+    auto family = [](const char* last) { return std::string("\"name\": { \"last\": \"") + last + "\" }"; };
+    const char* I = "individual";
+    const char* F = "family";
+    filing(I, person("JOHN", "A", "SMITH", "M"), 100, "22201410115", 3);
+    filing(F, family("GARCIA"), 102, "22201410121", 4);
+    filing("business", "\"business\": \"ACME WIDGETS INC\"", 104, "22201410133", 5);
+    filing(I, person("WILLIAM", "", "JONES", "M"), 106, "22201410137", 3);
+    filing(I, person("BILL", "", "BROWN", "M"), 108, "22201410139", 3);
+    filing(I, person("BOB", "", "BROWN", "M"), 110, "22201410141", 3);
+    filing(I, person("JANE", "", "SMITH", "F"), 112, "22201410143", 3);
+    filing(I, person("ANNA", "", "SMITH-JONES", "F"), 114, "22201410145", 3);
+    filing(I, person("MARY", "", "ANN-SMITH", "F"), 116, "22201410147", 3);
+    filing(I, person("J", "QUINCY", "DOE", "U"), 118, "22201410149", 3, ", \"name_flag\": true");
+    filing(I, person("J", "QUINCY", "DOE", "U"), 120, "22201410149", 3);
+    filing(I, person("ROBERT", "JAMES", "KING", "M"), 122, "22201410151", 3);
+    filing(I, person("PAUL", "X", "WALKER", "M"), 124, "22201410153", 3);
+    filing(F, family("WALKER"), 124, "22201410155", 3);
+    filing(I, person("PAUL", "QUENTIN", "WALKER", "M"), 126, "22201410157", 3);
+    filing(I, person("K", "L", "ADAMS", "U"), 128, "22201410103", 3);
+    filing(I, person("NINA", "B", "COLE", "F"), 130, "22201410105", 3, ", \"name_flag\": true");
+    filing(I, person("JORDAN", "", "BAKER", "M"), 132, "22201410107", 3);
+    filing(F, family("BAKER"), 132, "22201410159", 3);
+    filing(I, person("JORDAN", "", "BAKER", "M"), 134, "22201410109", 3);
+    filing(I, person("JOHN", "", "ROE", "M"), 136, "22201410111", 3);
+    filing(I, person("JOHN", "", "ROE", "M"), 142, "22201410113", 3);
+    filing(I, person("LENA", "", "PARK", "F"), 138, "22201410161", 3, ", \"drop\": true");
+    filing(F, family("PARK"), 140, "22201410163", 3, ", \"drop\": true");
+    filing(I, person("OMAR", "", "HAYES", "M"), 150, "22201410165", 3);
+    filing(I, person("RITA", "", "MOSS", "F"), 152, "22201410167", 3, ", \"drop\": true");
+    filing(F, family("MOSS"), 154, "22201410169", 3);
+    filing(I, person("IVAN", "", "PETROV", "M"), 156, "22201499901", 3);  // no range at 4999
+    filing(I, person("ALICE", "", "GRANT", "F"), 158, "00000000005", 10);
+    filing(I, person("ALICE", "", "GRANT", "F"), 160, "00000000004", 10);
+    filing(I, person("ALICE", "", "GRANT", "F"), 162, "00000007703", 3);
+    filing(I, person("T", "Z", "NOLAN", "U"), 164, "00000007711", 3);
+    filing(I, person("DORA", "", "LANE", "F"), 166, "22201410171", 10);
+    return R"({ "format": 1,
+  "places": [ { "zip": "10001", "state": "NY", "city": "NEW YORK", "last_line": "C10001" },
+              { "zip": "22201", "state": "VA", "city": "ARLINGTON", "last_line": "C22201" } ],
+  "ranges": [
+    { "zip": "10001", "addon_low": "1234", "primary_low": "100", "primary_high": "998", "primary_parity": "B",
+      "predir": "W", "street": "34TH", "suffix": "ST", "carrier_route": "C012", "last_line": "C10001" },
+    { "zip": "22201", "addon_low": "4101", "primary_low": "1001", "primary_high": "1099", "primary_parity": "O",
+      "street": "WILSON", "suffix": "BLVD", "carrier_route": "C004", "last_line": "C22201" } ],
+  "daily_deletes": [ { "at": { "zip9": "100011234", "primary": "136" }, "sequence": 2 },
+                     { "at": { "zip9": "100011234", "primary": "142" }, "sequence": 1 } ],
+  "filings": [ )" +
+           filings + " ] }";
+}
+
+// One input record of qvncoa_lookup_without_qvav; the ZIP+9 is 10001-1234
+// unless given.
+struct Rec {
+    const char* name;
+    const char* pno;
+    const char* sno = "";
+    const char* desc = "";
+    char type = 'S';
+    const char* zip9 = "100011234";
+};
+
+// The records the thread test repeats, with and without a move.
+std::vector<Rec> sampleRecords() {
+    return {{"JOHN A SMITH", "100"},      {"MARIA GARCIA", "102"},      {"ACME WIDGET INC", "104"},
+            {"BILL JONES", "106"},        {"WILLIAM BROWN", "108"},     {"JANE SMYTHE", "112"},
+            {"MARY ANN SMITH", "116"},    {"JAMES ROBERT KING", "122"}, {"PAUL Q WALKER", "124"},
+            {"K ADAMS", "128"},           {"NINA COLE", "130"},         {"MRS JORDAN BAKER", "132"},
+            {"JOHN ROE", "136"},          {"LENA PARK", "138"},         {"OMAR HAYES", "150", "4", "APT"},
+            {"RITA MOSS", "152", "4"},    {"IVAN PETROV", "156"},       {"T NOLAN", "164"},
+            {"NOBODY HERE", "998"},       {"", "", "", "", ' ', ""}};
+}
+
+}  // namespace matchflow
+
+using namespace matchflow;
+
+namespace {
+
+class MatchFlow : public ::testing::Test {
+protected:
+    static void SetUpTestSuite() {
+        root_ = fs::temp_directory_path() / ("qv-matchflow-" + std::to_string(::getpid()));
+        world_ = qvw::parseWorld(worldJson());
+        qvw::DataSetWriter(world_, root_.string()).write();
+        for (void** obj : {&disk_, &memory_}) {
+            char err[QVNCOA_ERROR_TEXT_SIZE] = {};
+            unsigned flags = obj == &disk_ ? 0u : static_cast<unsigned>(QVNCOA_INIT_IN_MEMORY);
+            ASSERT_EQ(qvncoa_init_data_obj(obj, root_.string().c_str(), QV_SOURCE_DIR "/data/namekb", "", 2, nullptr,
+                                           err, flags),
+                      QVNCOA_OK)
+                << err;
+        }
+    }
+    static void TearDownTestSuite() {
+        qvncoa_destroy_data_obj(&disk_);
+        qvncoa_destroy_data_obj(&memory_);
+        fs::remove_all(root_);
+    }
+
+    // One record on disk and in memory; both answers and results must agree.
+    static qvncoa_out_addr_t look(const Rec& r, int mode = 0, int medMonths = 0, int* rc = nullptr) {
+        qvncoa_in_addr_t in = {r.name, r.pno, r.sno, r.zip9, r.desc, r.type};
+        qvncoa_out_addr_t out[2];
+        int result[2];
+        void* objs[2] = {disk_, memory_};
+        for (int i = 0; i < 2; ++i) {
+            std::memset(&out[i], 0, sizeof out[i]);
+            char err[QVNCOA_ERROR_TEXT_SIZE] = {};
+            result[i] = qvncoa_lookup_without_qvav(objs[i], &in, &out[i], mode, medMonths, err, 0);
+            EXPECT_TRUE(result[i] == QVNCOA_OK || result[i] == QVNCOA_OK_MOVE_TOO_OLD) << result[i] << " " << err;
+        }
+        EXPECT_EQ(result[0], result[1]) << r.name;
+        EXPECT_EQ(std::memcmp(&out[0], &out[1], sizeof out[0]), 0) << "disk and memory differ for " << r.name;
+        if (rc != nullptr) *rc = result[0];
+        return out[0];
+    }
+
+    static fs::path root_;
+    static qvw::World world_;
+    static void* disk_;
+    static void* memory_;
+};
+
+fs::path MatchFlow::root_;
+qvw::World MatchFlow::world_;
+void* MatchFlow::disk_ = nullptr;
+void* MatchFlow::memory_ = nullptr;
+
+// Nothing of an address may be left in an answer that has none.
+void expectNoAddress(const qvncoa_out_addr_t& o) {
+    for (const char* f : {o.addressLine, o.primaryNumber, o.streetName, o.suffix, o.lastLine, o.city, o.state, o.zip,
+                          o.zip4, o.deliveryPoint, o.carrierRoute})
+        EXPECT_STREQ(f, "");
+}
+
+}  // namespace
+
+TEST_F(MatchFlow, IndividualHitBringsTheNewAddress) {
+    qvncoa_out_addr_t o = look({"JOHN A SMITH", "100"});
+    EXPECT_STREQ(o.returnCode, "A");
+    EXPECT_EQ(o.moveType, 'I');
+    EXPECT_STREQ(o.inputName, "JOHN A SMITH");
+    EXPECT_STREQ(o.name, "JOHN           SMITH");  // first name in 15, last behind it
+    EXPECT_STREQ(o.primaryNumber, "1015");
+    EXPECT_STREQ(o.streetName, "WILSON");
+    EXPECT_STREQ(o.suffix, "BLVD");
+    // The range walk prints the number left-justified, so it keeps its
+    // full width of 11 in the line.
+    EXPECT_STREQ(o.addressLine, "1015       WILSON BLVD");
+    EXPECT_STREQ(o.city, "ARLINGTON");
+    EXPECT_STREQ(o.state, "VA");
+    EXPECT_STREQ(o.zip, "22201");
+    EXPECT_STREQ(o.zip4, "4101");
+    EXPECT_STREQ(o.deliveryPoint, "15");
+    EXPECT_STREQ(o.carrierRoute, "C004");
+    EXPECT_STRNE(o.lastLine, "");
+    EXPECT_STREQ(o.moveEffectiveDate, monthsAgo(3).c_str());
+    EXPECT_EQ(o.monthsSinceMove, 3);
+    EXPECT_EQ(o.moveTooOld, 0);
+    EXPECT_STREQ(o.footnote, "");
+    EXPECT_EQ(o.lookupCount, 1);
+    // The same filing in individual-only mode.
+    EXPECT_STREQ(look({"JOHN A SMITH", "100"}, 2).returnCode, "A");
+}
+
+TEST_F(MatchFlow, FamilyHitAfterTheIndividualMisses) {
+    qvncoa_out_addr_t o = look({"MARIA GARCIA", "102"});
+    EXPECT_STREQ(o.returnCode, "A");
+    EXPECT_EQ(o.moveType, 'F');
+    EXPECT_STREQ(o.name, "GARCIA");  // a blank first name, trimmed away
+    EXPECT_STREQ(o.primaryNumber, "1021");
+    EXPECT_STREQ(o.moveEffectiveDate, monthsAgo(4).c_str());
+    EXPECT_EQ(o.lookupCount, 2);  // the name as it stands, then the family
+    // Modes without family searches never find it.
+    for (int mode : {1, 2, 3}) {
+        o = look({"MARIA GARCIA", "102"}, mode);
+        EXPECT_STREQ(o.returnCode, "00") << mode;
+        EXPECT_STREQ(o.name, "") << mode;
+    }
+    EXPECT_STREQ(look({"MARIA GARCIA", "102"}, 4).returnCode, "A");
+}
+
+TEST_F(MatchFlow, BusinessFoundUnderItsListedName) {
+    for (const char* spelling : {"ACME WIDGET INC", "ACME WIDGETS INCORPORATED", "ACME WIDGETS INC"}) {
+        for (int mode : {0, 1, 3}) {
+            qvncoa_out_addr_t o = look({spelling, "104"}, mode);
+            EXPECT_STREQ(o.returnCode, "A") << spelling << " " << mode;
+            EXPECT_EQ(o.moveType, 'B');
+            EXPECT_STREQ(o.name, "ACME WIDGETS INC");  // the firm as listed, not as given
+            EXPECT_STREQ(o.inputName, spelling);
+            EXPECT_STREQ(o.primaryNumber, "1033");
+            EXPECT_EQ(o.lookupCount, 1);
+        }
+    }
+    // Without a business search the firm is a person's name that nobody filed.
+    EXPECT_STREQ(look({"ACME WIDGET INC", "104"}, 4).returnCode, "00");
+    // Business only, at an address without a firm: no parse, no search, empty answer.
+    qvncoa_out_addr_t o = look({"JOHN A SMITH", "100"}, 1);
+    EXPECT_STREQ(o.returnCode, "00");
+    EXPECT_STREQ(o.name, "");
+    EXPECT_EQ(o.moveType, ' ');
+    EXPECT_EQ(o.lookupCount, 0);
+    expectNoAddress(o);
+}
+
+TEST_F(MatchFlow, NameVariantsFromTheNormalisationLists) {
+    // BILL is a key of the first-name forms: WILLIAM is tried after the name as it stands.
+    qvncoa_out_addr_t o = look({"BILL JONES", "106"});
+    EXPECT_STREQ(o.returnCode, "A");
+    EXPECT_STREQ(o.name, "WILIAM         JONES");  // the name line shows the names as hashed: LL is L
+    EXPECT_EQ(o.lookupCount, 2);
+    // WILLIAM sorts behind every key of the first-name forms: its nicknames are tried.
+    o = look({"WILLIAM BROWN", "108"});
+    EXPECT_STREQ(o.returnCode, "A");
+    EXPECT_STREQ(o.name, "BIL            BROWN");
+    EXPECT_EQ(o.lookupCount, 2);
+    // ROBERT is no key and sorts before the last one: no nickname search, so
+    // the filing under BOB is not found.
+    o = look({"ROBERT BROWN", "110"});
+    EXPECT_STREQ(o.returnCode, "00");
+    EXPECT_EQ(o.lookupCount, 2);  // the name, then the family
+    // Last-name forms: SMYTHE is searched as SMITH.
+    o = look({"JANE SMYTHE", "112"});
+    EXPECT_STREQ(o.returnCode, "A");
+    EXPECT_STREQ(o.name, "JANE           SMITH");
+    EXPECT_EQ(o.lookupCount, 2);
+}
+
+TEST_F(MatchFlow, HyphenatedLastNames) {
+    // The hyphen and the blank close up in the key: SMITHJONES.
+    qvncoa_out_addr_t o = look({"ANNA SMITH-JONES", "114"});
+    EXPECT_STREQ(o.returnCode, "A");
+    EXPECT_STREQ(o.name, "ANA            SMITHJONES");  // NN is N by the name rules
+    EXPECT_EQ(o.lookupCount, 1);
+    // Middle and last joined: MARY ANN SMITH finds the filing of MARY ANN-SMITH
+    // after the name, the first initial, the middle name and the family.
+    o = look({"MARY ANN SMITH", "116"});
+    EXPECT_STREQ(o.returnCode, "A");
+    EXPECT_EQ(o.moveType, 'I');
+    EXPECT_STREQ(o.name, "MARY           ANSMITH");
+    EXPECT_STREQ(o.primaryNumber, "1047");
+    EXPECT_EQ(o.lookupCount, 5);
+}
+
+TEST_F(MatchFlow, FirstInitialAndMiddleNameAttempts) {
+    // J QUINCY DOE filed under the initial: found by the first-initial attempt.
+    qvncoa_out_addr_t o = look({"JOHN QUINCY DOE", "120"});
+    EXPECT_STREQ(o.returnCode, "A");
+    EXPECT_STREQ(o.name, "J              DOE");
+    EXPECT_EQ(o.lookupCount, 2);
+    // The same filing with the name flag cannot be matched by an initial:
+    // every attempt runs and none finds it.
+    o = look({"JOHN QUINCY DOE", "118"});
+    EXPECT_STREQ(o.returnCode, "00");
+    EXPECT_STREQ(o.name, "");
+    EXPECT_EQ(o.lookupCount, 6);  // name, initial, middle, family, hyphenated, family hyphenated
+    // ROBERT KING, middle JAMES: the input's middle name is the filing's first.
+    o = look({"JAMES ROBERT KING", "122"});
+    EXPECT_STREQ(o.returnCode, "A");
+    EXPECT_STREQ(o.name, "ROBERT         KING");
+    EXPECT_EQ(o.lookupCount, 3);
+    // A filing's middle that does not start like the input's first name
+    // undoes the middle-name hit.
+    o = look({"JAMES PAUL WALKER", "126"});
+    EXPECT_STREQ(o.returnCode, "00");
+}
+
+TEST_F(MatchFlow, NameChecksTurnHitsIntoRejections) {
+    // Middles X and Q differ in their first letter: "12", and no family
+    // fall-back although a WALKER family filed here.
+    qvncoa_out_addr_t o = look({"PAUL Q WALKER", "124"});
+    EXPECT_STREQ(o.returnCode, "12");
+    EXPECT_EQ(o.moveType, 'I');
+    EXPECT_STREQ(o.moveEffectiveDate, "");
+    expectNoAddress(o);
+    EXPECT_EQ(o.lookupCount, 1);
+    // Q against QU: same first letter and a blank second letter: no code.
+    o = look({"PAUL Q WALKER", "126"});
+    EXPECT_STREQ(o.returnCode, "A");
+    // One-letter first name and a different middle: "15". The family
+    // fall-back searches and finds nothing; restoring the saved answer
+    // brings back its count as well, so the fall-back's search is not counted.
+    o = look({"K ADAMS", "128"});
+    EXPECT_STREQ(o.returnCode, "15");
+    EXPECT_STREQ(o.moveEffectiveDate, "");
+    expectNoAddress(o);
+    EXPECT_EQ(o.lookupCount, 1);
+    // The name flag and a different middle: "17".
+    o = look({"NINA COLE", "130"});
+    EXPECT_STREQ(o.returnCode, "17");
+    EXPECT_STREQ(o.moveEffectiveDate, "");
+    EXPECT_EQ(o.lookupCount, 1);
+    // Gender: a man's filing and MRS: "13", where a family filed too the
+    // fall-back finds it.
+    o = look({"MRS JORDAN BAKER", "132"});
+    EXPECT_STREQ(o.returnCode, "A");
+    EXPECT_EQ(o.moveType, 'F');
+    EXPECT_STREQ(o.primaryNumber, "1059");
+    EXPECT_EQ(o.lookupCount, 2);
+    o = look({"MRS JORDAN BAKER", "134"});
+    EXPECT_STREQ(o.returnCode, "13");
+    EXPECT_EQ(o.moveType, 'I');
+    EXPECT_STREQ(o.moveEffectiveDate, "");
+    expectNoAddress(o);
+    EXPECT_EQ(o.lookupCount, 1);
+    // JORDAN alone is of unknown gender: no check.
+    o = look({"JORDAN BAKER", "134"});
+    EXPECT_STREQ(o.returnCode, "A");
+    EXPECT_STREQ(o.primaryNumber, "1009");
+}
+
+TEST_F(MatchFlow, DailyDeleteAnswers66WithoutNameOrAddress) {
+    qvncoa_out_addr_t o = look({"JOHN ROE", "136"});
+    EXPECT_STREQ(o.returnCode, "66");
+    EXPECT_STREQ(o.name, "");
+    EXPECT_STREQ(o.moveEffectiveDate, "");
+    EXPECT_EQ(o.moveType, ' ');
+    expectNoAddress(o);
+    EXPECT_EQ(o.lookupCount, 0);  // cancelled before any search
+    EXPECT_STREQ(o.inputName, "JOHN ROE");
+    // A deletion that the data set already holds (sequence not above the
+    // set's) does not count.
+    o = look({"JOHN ROE", "142"});
+    EXPECT_STREQ(o.returnCode, "A");
+    EXPECT_STREQ(o.primaryNumber, "1013");
+}
+
+TEST_F(MatchFlow, DropFlagAnswers91ButNotForFamilies) {
+    qvncoa_out_addr_t o = look({"LENA PARK", "138"});
+    EXPECT_STREQ(o.returnCode, "91");
+    EXPECT_STREQ(o.primaryNumber, "1061");  // 91 keeps all
+    EXPECT_STREQ(o.moveEffectiveDate, monthsAgo(3).c_str());
+    EXPECT_EQ(o.lookupCount, 1);
+    o = look({"LENA PARK", "140"});
+    EXPECT_STREQ(o.returnCode, "A");
+    EXPECT_EQ(o.moveType, 'F');
+    EXPECT_STREQ(o.primaryNumber, "1063");
+}
+
+TEST_F(MatchFlow, RetryWithoutTheSecondary) {
+    // Found only without the unit: "92", with the whole answer. Only the
+    // retry's searches are counted.
+    qvncoa_out_addr_t o = look({"OMAR HAYES", "150", "4", "APT"});
+    EXPECT_STREQ(o.returnCode, "92");
+    EXPECT_STREQ(o.primaryNumber, "1065");
+    EXPECT_STREQ(o.moveEffectiveDate, monthsAgo(3).c_str());
+    EXPECT_EQ(o.lookupCount, 1);
+    // Only an upper-case S retries.
+    for (char type : {'s', 'H', ' '}) {
+        o = look({"OMAR HAYES", "150", "4", "APT", type});
+        EXPECT_STREQ(o.returnCode, "00") << type;
+        EXPECT_EQ(o.lookupCount, 2) << type;
+    }
+    // With the drop flag: "16", the name stays, address and date go.
+    o = look({"RITA MOSS", "152", "4"});
+    EXPECT_STREQ(o.returnCode, "16");
+    EXPECT_STREQ(o.name, "RITA           MOS");  // as hashed: SS is S
+    EXPECT_STREQ(o.moveEffectiveDate, "");
+    expectNoAddress(o);
+    EXPECT_EQ(o.lookupCount, 1);
+    // A family filing, reached by dropping the trailing letter of 154A: "16".
+    o = look({"RITA MOSS", "154A"});
+    EXPECT_STREQ(o.returnCode, "16");
+    EXPECT_EQ(o.moveType, 'F');
+    expectNoAddress(o);
+    EXPECT_EQ(o.lookupCount, 2);
+    // A miss without any secondary is searched once: the key does not change.
+    o = look({"NOBODY HERE", "998"});
+    EXPECT_STREQ(o.returnCode, "00");
+    EXPECT_EQ(o.lookupCount, 2);
+}
+
+TEST_F(MatchFlow, NewAddressThatCannotBeBuiltIs14) {
+    int rc = 0;
+    qvncoa_out_addr_t o = look({"IVAN PETROV", "156"}, 0, 0, &rc);
+    EXPECT_EQ(rc, QVNCOA_OK);
+    EXPECT_STREQ(o.returnCode, "14");
+    EXPECT_EQ(o.moveType, 'I');
+    EXPECT_STREQ(o.moveEffectiveDate, monthsAgo(3).c_str());  // 14 keeps the date
+    expectNoAddress(o);
+    EXPECT_EQ(o.lookupCount, 1);
+}
+
+TEST_F(MatchFlow, CodedResultsKeepOrLoseTheDate) {
+    qvncoa_out_addr_t o = look({"ALICE GRANT", "158"});
+    EXPECT_STREQ(o.returnCode, "05");
+    EXPECT_STREQ(o.moveEffectiveDate, monthsAgo(10).c_str());
+    EXPECT_STREQ(o.footnote, "");
+    expectNoAddress(o);
+    EXPECT_EQ(o.lookupCount, 1);
+    o = look({"ALICE GRANT", "160"});
+    EXPECT_STREQ(o.returnCode, "04");
+    EXPECT_STREQ(o.moveEffectiveDate, "");
+    EXPECT_EQ(o.monthsSinceMove, 0);
+    // The "000000077" form carries the footnote.
+    o = look({"ALICE GRANT", "162"});
+    EXPECT_STREQ(o.returnCode, "03");
+    EXPECT_STREQ(o.footnote, "0077");
+    EXPECT_STREQ(o.moveEffectiveDate, monthsAgo(3).c_str());
+    // One-letter first name and another middle keep a coded "11", and its
+    // prefix; the family fall-back finds nothing.
+    o = look({"T NOLAN", "164"});
+    EXPECT_STREQ(o.returnCode, "11");
+    EXPECT_STREQ(o.footnote, "0077");
+    EXPECT_STREQ(o.moveEffectiveDate, "");
+    EXPECT_EQ(o.lookupCount, 1);
+}
+
+TEST_F(MatchFlow, MonthLimitAnswers1001ForDatedCodes) {
+    struct Case {
+        int medMonths;
+        int rc;
+    } const cases[] = {{6, QVNCOA_OK_MOVE_TOO_OLD}, {9, QVNCOA_OK_MOVE_TOO_OLD}, {10, QVNCOA_OK},
+                       {12, QVNCOA_OK},             {5, QVNCOA_OK},             {100, QVNCOA_OK}};
+    for (const Case& c : cases) {
+        for (const Rec& r : {Rec{"DORA LANE", "166"}, Rec{"ALICE GRANT", "158"}}) {  // an address, a coded "05"
+            int rc = 0;
+            qvncoa_out_addr_t o = look(r, 0, c.medMonths, &rc);
+            EXPECT_EQ(rc, c.rc) << c.medMonths << " " << r.name;
+            EXPECT_EQ(o.moveTooOld, c.rc == QVNCOA_OK_MOVE_TOO_OLD ? 1 : 0);
+            EXPECT_EQ(o.monthsSinceMove, 10);
+            EXPECT_STRNE(o.returnCode, "00");
+        }
+    }
+    // "04" has no date to be too old.
+    int rc = 0;
+    look({"ALICE GRANT", "160"}, 0, 6, &rc);
+    EXPECT_EQ(rc, QVNCOA_OK);
+}
+
+TEST_F(MatchFlow, BlankAndBadKeyRecordsAnswer00) {
+    const Rec records[] = {
+        {"", "", "", "", ' ', ""},
+        {"", "000", "00", "", 'S', "    "},            // zeros strip away: still blank
+        {"JOHN A SMITH", "100", "", "", 'S', "ABCDE1234"},  // no key from letters
+    };
+    for (const Rec& r : records) {
+        qvncoa_out_addr_t o = look(r);
+        EXPECT_STREQ(o.returnCode, "00") << r.name;
+        EXPECT_STREQ(o.name, "");
+        EXPECT_EQ(o.moveType, ' ');
+        EXPECT_EQ(o.lookupCount, 0);
+        EXPECT_STREQ(o.moveEffectiveDate, "");
+        expectNoAddress(o);
+    }
+    // Every field but avRecord is written, whatever the caller's record held.
+    qvncoa_out_addr_t o;
+    std::memset(&o, 0x7F, sizeof o);
+    void* const untouched = o.avRecord;
+    qvncoa_in_addr_t in = {"NOBODY HERE", "998", "", "100011234", "", 'S'};
+    ASSERT_EQ(qvncoa_lookup_without_qvav(disk_, &in, &o, 0, 0, nullptr, 0), QVNCOA_OK);
+    for (const char* f : {o.inputName, o.name, o.addressLine, o.primaryNumber, o.preDirectional, o.streetName,
+                          o.suffix, o.postDirectional, o.secondaryDesignator, o.secondaryNumber, o.lastLine, o.city,
+                          o.state, o.zip, o.zip4, o.carrierRoute, o.moveEffectiveDate, o.deliveryPoint,
+                          o.urbanization, o.returnCode, o.footnote})
+        EXPECT_EQ(std::strchr(f, 0x7F), nullptr) << f;
+    EXPECT_STREQ(o.returnCode, "00");
+    EXPECT_STREQ(o.inputName, "NOBODY HERE");
+    EXPECT_EQ(o.moveType, ' ');
+    EXPECT_EQ(o.lookupCount, 2);
+    EXPECT_EQ(o.monthsSinceMove, 0);
+    EXPECT_EQ(o.moveTooOld, 0);
+    EXPECT_EQ(o.avRecord, untouched);
+}
