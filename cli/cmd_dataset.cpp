@@ -1,12 +1,18 @@
 // `ncoa dataset build WORLD.json OUTDIR`: writes a hash data set from a world.
+// `ncoa dataset synth --filings N --out DIR`: writes a synthetic one, and
+// with --list a mailing list against it whose outcome is known.
 #include "commands.h"
 
 #include "DataSetWriter.h"
+#include "Synth.h"
 #include "World.h"
 
 #include <fmt/core.h>
 
+#include <chrono>
+#include <fstream>
 #include <memory>
+#include <stdexcept>
 #include <string>
 
 namespace ncoa_cli {
@@ -42,6 +48,77 @@ void runBuild(const BuildOptions& o) {
                r.filingsEncoded, r.stripeTakenPlaces, r.filterFalsePositiveRate);
 }
 
+struct SynthCommandOptions {
+    std::size_t filings = 0;
+    std::string outDir;
+    std::size_t list = 0;
+    std::string listOut, answersOut;
+    double hitRate = 0.1;
+    std::uint64_t seed = 1;
+    std::string names = QV_DEFAULT_KB;
+    std::string releaseDate;
+    bool quiet = false;
+};
+
+double secondsSince(std::chrono::steady_clock::time_point t) {
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - t).count();
+}
+
+void runSynth(const SynthCommandOptions& o) {
+    if (o.list > 0 && o.listOut.empty())
+        throw std::runtime_error("--list needs --list-out FILE");
+    if (o.list == 0 && (!o.listOut.empty() || !o.answersOut.empty()))
+        throw std::runtime_error("--list-out and --answers need --list M");
+    auto t = std::chrono::steady_clock::now();
+    qvw::SynthOptions so;
+    so.filings = o.filings;
+    so.seed = o.seed;
+    so.nameListDir = o.names;
+    so.releaseDate = o.releaseDate;
+    qvw::SynthGenerator gen(so);
+    const qvw::World& world = gen.world();
+    const qvw::SynthSummary& s = gen.summary();
+    const double made = secondsSince(t);
+
+    t = std::chrono::steady_clock::now();
+    const qvw::BuildReport r = qvw::DataSetWriter(world, o.outDir).write();
+    const double written = secondsSince(t);
+    if (!o.quiet) {
+        fmt::print("Synthetic data set written to {} ({:.1f} s to generate, {:.1f} s to write)\n", r.root, made,
+                   written);
+        fmt::print("  {} ZIPs, {} address ranges, {} addresses\n", s.zips, s.ranges, s.addresses);
+        fmt::print("  {} filings: {} individual, {} family, {} business; {} with the drop flag, {} without new "
+                   "address (code 19)\n",
+                   r.filingsEncoded, s.individuals, s.families, s.businesses, s.dropped, s.coded);
+        fmt::print("  {} files, {} bytes; filter false-positive rate at most {:.2g}\n", r.filesWritten,
+                   r.bytesWritten, r.filterFalsePositiveRate);
+    }
+    if (o.list == 0)
+        return;
+
+    t = std::chrono::steady_clock::now();
+    const auto rows = gen.makeList(o.list, o.hitRate, o.seed);
+    const qvw::SynthListSummary ls = qvw::SynthGenerator::writeList(rows, o.listOut);
+    if (!o.answersOut.empty()) {
+        std::ofstream out(o.answersOut, std::ios::binary | std::ios::trunc);
+        out << "Customer ID,kind,expected_code\n";
+        for (const auto& row : rows)
+            out << row.id << ',' << qvw::SynthGenerator::kindName(row.kind) << ',' << row.expectedCode << '\n';
+        if (!out.flush())
+            throw std::runtime_error("cannot write " + o.answersOut);
+    }
+    if (o.quiet)
+        return;
+    fmt::print("Mailing list written to {} ({:.1f} s): {} records, {} expected found ({:.2f}%: return code A, 91 "
+               "or 92)\n",
+               o.listOut, secondsSince(t), ls.records, ls.found, 100 * ls.foundRate());
+    std::string kinds;
+    for (int k = 0; k < 7; ++k)
+        kinds += fmt::format("{}{} {}", k ? ", " : "  ",
+                             ls.byKind[k], qvw::SynthGenerator::kindName(static_cast<qvw::SynthListRecord::Kind>(k)));
+    fmt::print("{}\n", kinds);
+}
+
 } // namespace
 
 void addDatasetCommand(CLI::App& app) {
@@ -59,6 +136,24 @@ void addDatasetCommand(CLI::App& app) {
         ->check(CLI::NonNegativeNumber);
     build->add_flag("-q,--quiet", opts->quiet, "Print nothing on success");
     build->callback([opts] { runBuild(*opts); });
+
+    auto so = std::make_shared<SynthCommandOptions>();
+    CLI::App* synth = dataset->add_subcommand(
+        "synth", "Write a synthetic hash data set of N filings, and a mailing list with a known hit rate");
+    synth->add_option("--filings", so->filings, "Number of filings")->required()->check(CLI::PositiveNumber);
+    synth->add_option("--out", so->outDir, "Folder to write the data set into")->required();
+    synth->add_option("--list", so->list, "Records of the mailing list to write")->check(CLI::PositiveNumber);
+    synth->add_option("--list-out", so->listOut, "Mailing list CSV to write");
+    synth->add_option("--answers", so->answersOut, "CSV of each list record's kind and expected return code");
+    synth->add_option("--hit-rate", so->hitRate, "Share of list records that find a move (A, 91, 92)")
+        ->capture_default_str()
+        ->check(CLI::Range(0.0, 1.0));
+    synth->add_option("--seed", so->seed, "Seed: the same seed writes the same set and list")->capture_default_str();
+    synth->add_option("--names", so->names, "Folder of given_names.txt and surnames.txt")->capture_default_str();
+    synth->add_option("--release-date", so->releaseDate, "Release date YYYYMMDD (default: today)")
+        ->check([](const std::string& d) { return qvw::validDate(d, true) ? std::string() : std::string("YYYYMMDD expected"); });
+    synth->add_flag("-q,--quiet", so->quiet, "Print nothing on success");
+    synth->callback([so] { runSynth(*so); });
 }
 
 } // namespace ncoa_cli

@@ -135,25 +135,48 @@ std::array<unsigned char, 7> permutationRow(unsigned r) {
     return row;
 }
 
-std::vector<std::uint32_t> stripeWalk(const Sha1Digest& key, int stripe, std::uint32_t size) {
+const unsigned char* DigestStream::block(int b) {
+    if ((made_ & (1u << b)) == 0) {
+        const Sha1Digest next = sha1Of(block(b - 1), 20);
+        std::copy(next.begin(), next.end(), bytes_.begin() + 20 * b);
+        made_ |= static_cast<std::uint8_t>(1u << b);
+    }
+    return bytes_.data() + 20 * b;
+}
+
+bool DigestStream::next(WalkCursor& c, std::uint32_t mask, std::uint32_t& place) {
     // The stream: the key, then each block the SHA-1 of the one before, made
     // only as the walk reaches it. Before each read at most one block is
     // made: the first one due (the read's start past 20b - 3) that still
     // looks unmade (its first byte 0). A read at 17 therefore still sees the
-    // unmade first byte of block 1 as 0; the reader does the same.
-    std::array<unsigned char, 120> stream{};
-    std::copy(key.begin(), key.end(), stream.begin());
-    std::vector<std::uint32_t> places;
-    for (int pos = stripe * 4 + 2; pos + 4 <= 120; ++pos) {
-        for (int b = 1; b <= 5 && pos > 20 * b - 3; ++b) {
-            if (stream[static_cast<std::size_t>(20 * b)] == 0) {
-                const Sha1Digest next = sha1Of(stream.data() + 20 * (b - 1), 20);
-                std::copy(next.begin(), next.end(), stream.begin() + 20 * b);
-                break;
-            }
+    // unmade first byte of block 1 as 0; the reader does the same. A block
+    // counts as made for this walk once the walk has made it; its bytes are
+    // the same for every walk of the key, so they are computed once.
+    if (c.pos + 4 > 120)
+        return false;
+    for (int b = 1; b <= 5 && c.pos > 20 * b - 3; ++b) {
+        const bool visible = (c.visible & (1u << b)) != 0;
+        if (!visible || block(b)[0] == 0) {
+            c.visible |= static_cast<std::uint8_t>(1u << b);
+            break;
         }
-        places.push_back(wordAt(stream.data() + pos) & (size - 1));
     }
+    std::uint32_t w = 0;
+    for (int i = c.pos; i < c.pos + 4; ++i) {
+        const int b = i / 20;
+        w = (w << 8) | ((c.visible & (1u << b)) ? block(b)[i % 20] : 0u);
+    }
+    ++c.pos;
+    place = w & mask;
+    return true;
+}
+
+std::vector<std::uint32_t> stripeWalk(const Sha1Digest& key, int stripe, std::uint32_t size) {
+    DigestStream stream(key);
+    WalkCursor cursor(stripe);
+    std::vector<std::uint32_t> places;
+    for (std::uint32_t place = 0; stream.next(cursor, size - 1, place);)
+        places.push_back(place);
     return places;
 }
 
@@ -162,7 +185,37 @@ std::vector<std::uint32_t> stripeWalk(const Sha1Digest& key, int stripe, std::ui
 HashEncoder::HashEncoder(const World& world, const std::vector<std::string>& zips,
                          const std::vector<std::string>& hints, const std::array<char, 100>& letters, int currentYear)
     : world_(world), zips_(zips), hints_(hints), letters_(letters), currentYear_(currentYear),
-      lcd_(lcdReplacements(world)), rules_(world.names.rules.value_or(defaultNameRules())) {}
+      lcd_(lcdReplacements(world)), rules_(world.names.rules.value_or(defaultNameRules())) {
+    // Indexes are the 1-based places; the first of two equal entries counts.
+    for (std::size_t i = zips.size(); i-- > 0;)
+        zipIndex_[zips[i]] = static_cast<std::uint64_t>(i) + 1;
+    for (std::size_t i = hints.size(); i-- > 0;)
+        hintIndex_[hints[i]] = static_cast<unsigned>(i) + 1;
+}
+
+const std::string& HashEncoder::ruled(const std::string& field, std::size_t width) {
+    // Worlds repeat names a great deal: each distinct one is ruled once.
+    auto& cache = width == 15 ? ruledFirst_ : ruledLast_;
+    auto it = cache.find(field);
+    if (it == cache.end())
+        it = cache.emplace(field, ruledName(field, width, rules_)).first;
+    return it->second;
+}
+
+Bytes HashEncoder::searchKey(const Filing& f, std::uint64_t emdp) {
+    Bytes key;
+    key.reserve(48);
+    putBigEndian(key, emdp, 8);
+    if (f.kind == Filing::Kind::Business) {
+        putField(key, f.business, 40);
+        return key;
+    }
+    const bool firstBlank = f.kind != Filing::Kind::Individual || f.name.first.find_first_not_of(' ') == std::string::npos;
+    putField(key, firstBlank ? std::string() : ruled(f.name.first, 15), 15);
+    putField(key, ruled(f.name.last, 20), 20);
+    putField(key, generational(f.name.suffix) ? f.name.suffix : std::string(), 5);
+    return key;
+}
 
 Bytes HashEncoder::resultBytes(const Filing& f, const Sha1Digest& key, const std::string& where) const {
     std::uint64_t zipIndex = 0;
@@ -171,10 +224,10 @@ Bytes HashEncoder::resultBytes(const Filing& f, const Sha1Digest& key, const std
         six = f.toZip11.substr(5, 6);
         const std::string zip = f.toZip11.substr(0, 5);
         if (zip != "00000") { // "00000": the six digits carry a result code
-            const auto it = std::find(zips_.begin(), zips_.end(), zip);
-            if (it == zips_.end())
+            const auto it = zipIndex_.find(zip);
+            if (it == zipIndex_.end())
                 throw WriterError(where + ".to_zip11: ZIP " + zip + " is not in zip.lst");
-            zipIndex = static_cast<std::uint64_t>(it - zips_.begin()) + 1;
+            zipIndex = it->second;
         }
     }
 
@@ -196,10 +249,10 @@ Bytes HashEncoder::resultBytes(const Filing& f, const Sha1Digest& key, const std
 
     unsigned hint = kNoHint;
     if (!f.hint.empty()) {
-        const auto it = std::find(hints_.begin(), hints_.end(), f.hint);
-        if (it == hints_.end())
+        const auto it = hintIndex_.find(f.hint);
+        if (it == hintIndex_.end())
             throw WriterError(where + ".hint: not in hint.lst");
-        hint = static_cast<unsigned>(it - hints_.begin()) + 1;
+        hint = it->second;
     }
 
     std::uint64_t n = 0;
@@ -217,57 +270,75 @@ Bytes HashEncoder::resultBytes(const Filing& f, const Sha1Digest& key, const std
     return data;
 }
 
-void HashEncoder::placeStripe(Letter& letter, int stripe) {
+void HashEncoder::placeStripe(Letter& letter, std::vector<DigestStream>& streams, int stripe) {
     Bytes& bytes = letter.stripes[static_cast<std::size_t>(stripe)];
     bytes.assign(letter.stripeSize, 0);
-    std::vector<std::vector<std::uint32_t>> walks;
-    walks.reserve(letter.keys.size());
-    for (const auto& k : letter.keys)
-        walks.push_back(stripeWalk(k.first, stripe, letter.stripeSize));
-    std::vector<std::size_t> step(letter.keys.size(), 0);
+    const std::uint32_t mask = letter.stripeSize - 1;
+    const std::size_t n = letter.keys.size();
+    std::vector<WalkCursor> cursor(n, WalkCursor(stripe));
+    std::vector<std::uint32_t> want(n);
+    // How many keys want each place, up to 2; only places not taken count.
+    std::vector<std::uint8_t> wanted(letter.stripeSize, 0);
+    std::vector<std::uint32_t> twice;
 
     // Each key wants the first place of its walk not yet marked taken. A
     // place two keys want is marked, and every key there walks on; until no
-    // place is wanted twice. Marks only grow, so this ends.
-    for (;;) {
-        std::unordered_map<std::uint32_t, int> wanted;
-        for (std::size_t i = 0; i < walks.size(); ++i) {
-            while (step[i] < walks[i].size() && bytes[walks[i][step[i]]] == kTaken)
-                ++step[i];
-            if (step[i] == walks[i].size())
+    // place is wanted twice. Marks only grow, so this ends, and only the keys
+    // whose place was marked need to move.
+    auto walkOn = [&](std::size_t i) {
+        std::uint32_t place = 0;
+        do {
+            if (!streams[i].next(cursor[i], mask, place))
                 throw WriterError("stripe " + std::to_string(stripe + 1) + ": a key found no free place; raise stripe_bytes");
-            ++wanted[walks[i][step[i]]];
-        }
-        bool marked = false;
-        for (const auto& w : wanted)
-            if (w.second > 1) {
-                bytes[w.first] = kTaken;
-                marked = true;
-            }
-        if (!marked)
-            break;
+        } while (bytes[place] == kTaken);
+        want[i] = place;
+        if (wanted[place] < 2 && ++wanted[place] == 2)
+            twice.push_back(place);
+    };
+    for (std::size_t i = 0; i < n; ++i)
+        walkOn(i);
+    while (!twice.empty()) {
+        for (std::uint32_t place : twice)
+            bytes[place] = kTaken;
+        twice.clear();
+        for (std::size_t i = 0; i < n; ++i)
+            if (bytes[want[i]] == kTaken)
+                walkOn(i);
     }
-    for (std::size_t i = 0; i < walks.size(); ++i)
-        bytes[walks[i][step[i]]] = letter.keys[i].second[static_cast<std::size_t>(stripe)];
+    for (std::size_t i = 0; i < n; ++i)
+        bytes[want[i]] = letter.keys[i].second[static_cast<std::size_t>(stripe)];
 }
 
 void HashEncoder::encode() {
     sections_.clear();
     stats_ = HashEncodeStats{};
-    std::set<Sha1Digest> seen;
+    filingEmdps_.assign(world_.filings.size(), 0);
+    std::vector<std::pair<Sha1Digest, std::size_t>> digests;
+    digests.reserve(world_.filings.size());
     for (std::size_t i = 0; i < world_.filings.size(); ++i) {
         const Filing& f = world_.filings[i];
         const std::string where = "filings[" + std::to_string(i) + "]";
         std::uint64_t emdp = 0;
         if (!emdpOf(f.from, lcd_, emdp))
             throw WriterError(where + ".from: the address has no key (its ZIP is not numeric)");
-        const Bytes key = filingSearchKey(f, emdp, rules_);
+        filingEmdps_[i] = emdp;
+        const Bytes key = searchKey(f, emdp);
         const Sha1Digest sha = sha1Of(key.data(), key.size());
-        if (!seen.insert(sha).second)
-            throw WriterError(where + ": another filing has the same search key (address and name)");
-        const int group = std::stoi(f.from.zip9.substr(0, 2));
+        digests.emplace_back(sha, i);
+        const int group = (f.from.zip9[0] - '0') * 10 + (f.from.zip9[1] - '0');
         sections_[letters_[static_cast<std::size_t>(group)]].keys.emplace_back(sha, resultBytes(f, sha, where));
     }
+    // Two filings with one search key: the first filing that repeats an
+    // earlier one's key is named.
+    std::sort(digests.begin(), digests.end());
+    std::size_t repeat = digests.size();
+    for (std::size_t i = 1; i < digests.size(); ++i)
+        if (digests[i].first == digests[i - 1].first)
+            repeat = std::min(repeat, digests[i].second);
+    if (repeat < digests.size())
+        throw WriterError("filings[" + std::to_string(repeat) +
+                          "]: another filing has the same search key (address and name)");
+    digests = {};
 
     for (auto& entry : sections_) {
         Letter& l = entry.second;
@@ -281,8 +352,12 @@ void HashEncoder::encode() {
             filter.add(k.first);
         l.filter = filter.bytes();
         stats_.worstFilterFalsePositive = std::max(stats_.worstFilterFalsePositive, std::pow(filter.fill(), 9));
+        std::vector<DigestStream> streams;
+        streams.reserve(l.keys.size());
+        for (const auto& k : l.keys)
+            streams.emplace_back(k.first);
         for (int s = 0; s < 8; ++s) {
-            placeStripe(l, s);
+            placeStripe(l, streams, s);
             stats_.takenPlaces += static_cast<std::size_t>(
                 std::count(l.stripes[static_cast<std::size_t>(s)].begin(), l.stripes[static_cast<std::size_t>(s)].end(), kTaken));
         }

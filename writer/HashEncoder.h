@@ -15,6 +15,7 @@
 #include <cstdint>
 #include <map>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "Emdp.h"
@@ -53,6 +54,28 @@ Bytes filingSearchKey(const Filing& filing, std::uint64_t emdp, const std::vecto
 // Row r of the permutations of 1..7 in lexicographic order.
 std::array<unsigned char, 7> permutationRow(unsigned r);
 
+// Where a walk along a key's digest stream stands: the offset of its next
+// read and the blocks it has made so far (bit b for block b).
+struct WalkCursor {
+    explicit WalkCursor(int stripe) : pos(static_cast<std::uint8_t>(stripe * 4 + 2)) {}
+    std::uint8_t pos;
+    std::uint8_t visible = 1;
+};
+
+// The 120-byte digest stream of one key: the key, then five blocks, each the
+// SHA-1 of the one before, computed once when a walk first needs it.
+class DigestStream {
+public:
+    explicit DigestStream(const Sha1Digest& key) { std::copy(key.begin(), key.end(), bytes_.begin()); }
+    // The next place of the walk at `cursor` (masked); false past the stream's end.
+    bool next(WalkCursor& cursor, std::uint32_t mask, std::uint32_t& place);
+
+private:
+    const unsigned char* block(int b);
+    std::array<unsigned char, 120> bytes_{};
+    std::uint8_t made_ = 1;
+};
+
 // Places one key's byte visits in stripe `stripe` (0..7) of `size` bytes, in
 // order, as far as the 120-byte digest stream reaches.
 std::vector<std::uint32_t> stripeWalk(const Sha1Digest& key, int stripe, std::uint32_t size);
@@ -82,6 +105,8 @@ public:
 
     // The eight stored bytes of one filing's result under `key`.
     Bytes resultBytes(const Filing& filing, const Sha1Digest& key, const std::string& where) const;
+    // The EMDP of each filing's old address, by filing, after encode().
+    const std::vector<std::uint64_t>& filingEmdps() const { return filingEmdps_; }
 
 private:
     struct Letter {
@@ -90,7 +115,10 @@ private:
         Bytes filter;
         std::array<Bytes, 8> stripes;
     };
-    void placeStripe(Letter& letter, int stripe);
+    void placeStripe(Letter& letter, std::vector<DigestStream>& streams, int stripe);
+    // filingSearchKey with each distinct name ruled once.
+    Bytes searchKey(const Filing& filing, std::uint64_t emdp);
+    const std::string& ruled(const std::string& field, std::size_t width);
 
     const World& world_;
     const std::vector<std::string>& zips_;
@@ -101,6 +129,10 @@ private:
     std::vector<NameRuleLine> rules_;
     std::map<char, Letter> sections_;
     HashEncodeStats stats_;
+    std::unordered_map<std::string, std::uint64_t> zipIndex_;
+    std::unordered_map<std::string, unsigned> hintIndex_;
+    std::unordered_map<std::string, std::string> ruledFirst_, ruledLast_;
+    std::vector<std::uint64_t> filingEmdps_;
 };
 
 } // namespace qvw
