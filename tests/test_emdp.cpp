@@ -1,13 +1,11 @@
 // The EMDP key: the worked examples and the rules that shape the key.
 #include <gtest/gtest.h>
 
-#include <sys/stat.h>
-
-#include <cstdio>
 #include <string>
 
 #include "DataTables.h"
 #include "EMDP.h"
+#include "TestSupport.h"
 
 using namespace QV_NCOA;
 
@@ -16,25 +14,16 @@ namespace {
 // A data object whose LCD table holds the given rows (6 bytes each, sorted).
 class EmdpTest : public ::testing::Test {
 protected:
-    void SetUp() override {
-        char tmpl[] = "/tmp/qvemdpXXXXXX";
-        root = mkdtemp(tmpl);
-        mkdir((root + "/DVD 2").c_str(), 0755);
-        mkdir((root + "/DVD 2/clk").c_str(), 0755);
-        writeLcd({{999999999u, 1}});
-    }
-    void TearDown() override { std::system(("rm -rf '" + root + "'").c_str()); }
+    void SetUp() override { writeLcd({{999999999u, 1}}); }
 
     void writeLcd(std::initializer_list<std::pair<unsigned, unsigned short>> rows) {
-        FILE* f = std::fopen((root + "/DVD 2/clk/lcd").c_str(), "wb");
-        for (auto& r : rows) {
-            unsigned char b[6] = {static_cast<unsigned char>(r.first >> 24), static_cast<unsigned char>(r.first >> 16),
-                                  static_cast<unsigned char>(r.first >> 8), static_cast<unsigned char>(r.first),
-                                  static_cast<unsigned char>(r.second >> 8), static_cast<unsigned char>(r.second)};
-            std::fwrite(b, 1, 6, f);
-        }
-        std::fclose(f);
-        tables.setRoot(root.c_str());
+        std::string bytes;
+        for (auto& r : rows)
+            for (unsigned v : {r.first >> 24, r.first >> 16, r.first >> 8, r.first, unsigned(r.second) >> 8,
+                               unsigned(r.second)})
+                bytes += static_cast<char>(v & 0xFF);
+        tmp.write("DVD 2/clk/lcd", bytes);
+        tables.setRoot(tmp.root.c_str());
     }
 
     bool key(const char* zip9, const char* pno, const char* desc, const char* sno, unsigned long& emdp,
@@ -61,7 +50,7 @@ protected:
         return e;
     }
 
-    std::string root;
+    TempRoot tmp;
     CNCOA_DataTables tables;
 };
 

@@ -11,21 +11,12 @@
 
 #include "DataTables.h"
 #include "NameRules.h"
+#include "TestSupport.h"
 
 using namespace QV_NCOA;
 
 namespace {
 
-struct TempRoot {
-    std::string root;
-    TempRoot() {
-        char tmpl[] = "/tmp/qvload_XXXXXX";
-        root = mkdtemp(tmpl);
-        mkdir((root + "/DVD 2").c_str(), 0700);
-        mkdir((root + "/DVD 2/clk").c_str(), 0700);
-    }
-    ~TempRoot() { std::filesystem::remove_all(root); }
-};
 
 // Data object whose rule table is read from the given rules.lst text.
 std::unique_ptr<CNCOA_DataTables> withRules(const std::string& text) {

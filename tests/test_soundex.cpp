@@ -12,6 +12,7 @@
 
 #include "DataTables.h"
 #include "SoundEx.h"
+#include "TestSupport.h"
 
 using namespace QV_NCOA;
 
@@ -81,19 +82,6 @@ TEST(SoundEx2, FirstByteKeptAndFallbacks) {
 
 namespace {
 
-struct TempRoot {
-    std::string root;
-    TempRoot() {
-        char tmpl[] = "/tmp/qvload_XXXXXX";
-        root = mkdtemp(tmpl);
-        mkdir((root + "/DVD 2").c_str(), 0700);
-        mkdir((root + "/DVD 2/clk").c_str(), 0700);
-    }
-    ~TempRoot() { std::filesystem::remove_all(root); }
-    void write(const char* name, const std::string& text) const {
-        std::ofstream(root + "/DVD 2/clk/" + name, std::ios::binary) << text;
-    }
-};
 
 template <typename Map>
 std::vector<std::pair<std::string, std::string>> entries(const Map& m, const char* key, size_t width) {
@@ -110,15 +98,15 @@ std::vector<std::pair<std::string, std::string>> entries(const Map& m, const cha
 
 TEST(NameNormalization, ColumnsRepeatsAndFileOrder) {
     TempRoot tmp;
-    tmp.write("normalf.lst",
+    tmp.write("DVD 2/clk/normalf.lst",
               padded("BOB", 15) + " ROBERT\n" +
               padded("BOB", 15) + "#BOBBY\n" +           // whatever stands between is skipped
               "\n" +                                    // repeats the line before
               padded("BOB", 15) + " ROBIN\n" +
               "AL\n" +                                  // short line: blank value
               padded("LONG", 15) + " ABCDEFGHIJKLMNOPQRSTUVWXYZ\n");  // value cut at column 30
-    tmp.write("normall.lst", padded("MACDONALD", 20) + " MCDONALD\n" + padded("OBRIEN", 20) + "XOBRYAN   \t\n");
-    tmp.write("nick.lst", padded("WILLIAM", 15) + " BILL\n" + padded("WILLIAM", 15) + " WILL");
+    tmp.write("DVD 2/clk/normall.lst", padded("MACDONALD", 20) + " MCDONALD\n" + padded("OBRIEN", 20) + "XOBRYAN   \t\n");
+    tmp.write("DVD 2/clk/nick.lst", padded("WILLIAM", 15) + " BILL\n" + padded("WILLIAM", 15) + " WILL");
 
     auto tables = std::make_unique<CNCOA_DataTables>();
     tables->setRoot(tmp.root.c_str());
@@ -153,8 +141,8 @@ TEST(NameNormalization, ColumnsRepeatsAndFileOrder) {
 
 TEST(NameNormalization, MissingFileNamesItsPath) {
     TempRoot tmp;
-    tmp.write("normalf.lst", padded("BOB", 15) + " ROBERT\n");
-    tmp.write("normall.lst", "");
+    tmp.write("DVD 2/clk/normalf.lst", padded("BOB", 15) + " ROBERT\n");
+    tmp.write("DVD 2/clk/normall.lst", "");
     auto tables = std::make_unique<CNCOA_DataTables>();
     tables->setRoot(tmp.root.c_str());
     try {

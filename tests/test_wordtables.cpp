@@ -14,6 +14,7 @@
 
 #include "BusinessLst.h"
 #include "CompStrW_Words.h"
+#include "TestSupport.h"
 #include "DataTables.h"
 #include "LookupBase.h"
 
@@ -164,20 +165,6 @@ TEST(StripeTable, PermutationsInLexicographicOrder) {
 
 namespace {
 
-// A data root in a fresh temporary folder with its "DVD 2/clk" folder.
-struct TempRoot {
-    std::string root;
-    TempRoot() {
-        char tmpl[] = "/tmp/qvload_XXXXXX";
-        root = mkdtemp(tmpl);
-        mkdir((root + "/DVD 2").c_str(), 0700);
-        mkdir((root + "/DVD 2/clk").c_str(), 0700);
-    }
-    ~TempRoot() { std::filesystem::remove_all(root); }
-    void write(const char* rel, const std::string& bytes) const {
-        std::ofstream(root + "/" + rel, std::ios::binary) << bytes;
-    }
-};
 
 std::string businessRecord(unsigned char keyByte, const char* name) {
     std::string r(8, static_cast<char>(keyByte));
