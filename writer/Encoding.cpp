@@ -59,7 +59,9 @@ Bytes packText(std::string_view text, std::size_t chars) {
 Sha1Digest sha1Of(const void* data, std::size_t size) {
     Sha1Digest d{};
     unsigned int len = 0;
-    if (EVP_Digest(data, size, d.data(), &len, EVP_sha1(), nullptr) != 1 || len != d.size())
+    // Fetched once; EVP_sha1() looks the algorithm up again on every call.
+    static EVP_MD* const sha1 = EVP_MD_fetch(nullptr, "SHA1", nullptr);
+    if (EVP_Digest(data, size, d.data(), &len, sha1 ? sha1 : EVP_sha1(), nullptr) != 1 || len != d.size())
         throw WriterError("SHA-1 failed");
     return d;
 }
