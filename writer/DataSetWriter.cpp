@@ -102,22 +102,24 @@ HashSectionSizes DataSetWriter::sectionSizes(char letter) const {
 
 Bytes DataSetWriter::addressKey(const Address& a, const std::string& where) const {
     std::uint64_t emdp = 0;
-    if (!emdpOf(a, lcdReplacements(world_), emdp))
+    if (!emdpOf(a, lcd_, emdp))
         throw WriterError(where + ": the address has no key (its ZIP is not numeric)");
     const Sha1Digest d = emdpDigest(emdp);
     return Bytes(d.begin(), d.begin() + 8);
 }
 
-Bytes DataSetWriter::addressBitTable(const std::vector<Address>& addresses) const {
+Bytes DataSetWriter::addressBitTable(const std::vector<std::uint64_t>& emdps) const {
     BitTable table(static_cast<std::uint32_t>(
-        nextPowerOfTwo(std::max<std::uint64_t>(world_.dataset.bitTableBytes, 2 * addresses.size()))));
-    const LcdReplacements lcd = lcdReplacements(world_);
-    for (const auto& a : addresses) {
-        std::uint64_t emdp = 0;
-        if (emdpOf(a, lcd, emdp))
-            table.add(emdpDigest(emdp));
-    }
+        nextPowerOfTwo(std::max<std::uint64_t>(world_.dataset.bitTableBytes, 2 * emdps.size()))));
+    for (const std::uint64_t emdp : emdps)
+        table.add(emdpDigest(emdp));
     return table.bytes();
+}
+
+void DataSetWriter::addKeys(std::vector<std::uint64_t>& emdps, const Address& address) const {
+    std::uint64_t emdp = 0;
+    if (emdpOf(address, lcd_, emdp))
+        emdps.push_back(emdp);
 }
 
 void DataSetWriter::prepareLists() {
@@ -125,6 +127,7 @@ void DataSetWriter::prepareLists() {
     date1_ = ds.releaseDate.empty() ? todayYYYYMMDD() : ds.releaseDate;
     date2_ = ds.cutoffDate.empty() ? date1_ : ds.cutoffDate;
     date3_ = ds.expiryDate.empty() ? addDays(date1_, 45) : ds.expiryDate;
+    lcd_ = lcdReplacements(world_);
 
     std::set<std::string> zips;
     for (const auto& p : world_.places)
@@ -235,27 +238,27 @@ void DataSetWriter::writeHashFilters() {
 // digest, so businesses given by key_hex alone set no bit. clk.hsb: every
 // business address, of the business list and of business filings.
 void DataSetWriter::writeClkHsb() {
-    std::vector<Address> at;
+    std::vector<std::uint64_t> at;
     for (const auto& b : world_.businesses)
         if (b.at.address)
-            at.push_back(*b.at.address);
-    for (const auto& f : world_.filings)
-        if (f.kind == Filing::Kind::Business)
-            at.push_back(f.from);
+            addKeys(at, *b.at.address);
+    const std::vector<std::uint64_t>& filed = hash_->filingEmdps();
+    for (std::size_t i = 0; i < world_.filings.size(); ++i)
+        if (world_.filings[i].kind == Filing::Kind::Business)
+            at.push_back(filed[i]);
     emit(2, "clk.hsb", addressBitTable(at));
 }
 
 // dph.hsa: every address the world names is taken as deliverable.
 void DataSetWriter::writeDphHsa() {
-    std::vector<Address> at;
-    for (const auto& f : world_.filings)
-        at.push_back(f.from);
+    // The filings' keys come from the hash encoder, which made them already.
+    std::vector<std::uint64_t> at = hash_->filingEmdps();
     for (const auto& b : world_.businesses)
         if (b.at.address)
-            at.push_back(*b.at.address);
+            addKeys(at, *b.at.address);
     for (const auto& d : world_.dailyDeletes)
         if (d.at.address)
-            at.push_back(*d.at.address);
+            addKeys(at, *d.at.address);
     emit(2, "clk/dph.hsa", addressBitTable(at));
 }
 

@@ -92,8 +92,10 @@ private:
     void prepareLists();
     // First 8 bytes of the SHA-1 of an address's EMDP: the business and daily delete key.
     Bytes addressKey(const Address& address, const std::string& where) const;
-    // Nine-probe table of these address digests, at least bitTableBytes and 2 bytes each.
-    Bytes addressBitTable(const std::vector<Address>& addresses) const;
+    // Nine-probe table of the digests of these EMDPs, at least bitTableBytes and 2 bytes each.
+    Bytes addressBitTable(const std::vector<std::uint64_t>& emdps) const;
+    // Appends the address's EMDP; an address without one is left out.
+    void addKeys(std::vector<std::uint64_t>& emdps, const Address& address) const;
     // Writes one file; `listed` puts it on its disc's header.
     void emit(int disc, const std::string& relPath, const Bytes& data, bool listed = true);
     void emit(int disc, const std::string& relPath, const std::string& text, bool listed = true);
@@ -106,6 +108,7 @@ private:
     std::vector<std::string> zips_, hints_;
     std::array<char, 100> letters_{};
     Rv9Data rv9_;
+    LcdReplacements lcd_;
     std::unique_ptr<HashEncoder> hash_;
 };
 
