@@ -124,7 +124,7 @@ TEST_F(NcoaCommand, KeepsEveryRowInOrderWithOneOrTwoThreads) {
             EXPECT_EQ(text, previous) << opts;
         }
         previous = text;
-        EXPECT_NE(r.err.find("312 records"), std::string::npos) << r.err;
+        EXPECT_NE(r.err.find(std::to_string(input.size() - 1) + " records"), std::string::npos) << r.err;
     }
     for (const auto& entry : fs::directory_iterator(dir))
         EXPECT_EQ(entry.path().filename().string().find(".partial."), std::string::npos) << entry.path();
