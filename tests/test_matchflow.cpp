@@ -84,6 +84,7 @@ std::string worldJson() {
     filing(I, person("ALICE", "", "GRANT", "F"), 162, "00000007703", 3);
     filing(I, person("T", "Z", "NOLAN", "U"), 164, "00000007711", 3);
     filing(I, person("DORA", "", "LANE", "F"), 166, "22201410171", 10);
+    filing(I, person("JOHN", "", "DEERE", "M"), 170, "22201410173", 3);  // a firm of that name is listed here
     return R"({ "format": 1,
   "places": [ { "zip": "10001", "state": "NY", "city": "NEW YORK", "last_line": "C10001" },
               { "zip": "22201", "state": "VA", "city": "ARLINGTON", "last_line": "C22201" } ],
@@ -92,6 +93,7 @@ std::string worldJson() {
       "predir": "W", "street": "34TH", "suffix": "ST", "carrier_route": "C012", "last_line": "C10001" },
     { "zip": "22201", "addon_low": "4101", "primary_low": "1001", "primary_high": "1099", "primary_parity": "O",
       "street": "WILSON", "suffix": "BLVD", "carrier_route": "C004", "last_line": "C22201" } ],
+  "businesses": [ { "at": { "zip9": "100011234", "primary": "170" }, "name": "JOHN DEERE" } ],
   "daily_deletes": [ { "at": { "zip9": "100011234", "primary": "136" }, "sequence": 2 },
                      { "at": { "zip9": "100011234", "primary": "142" }, "sequence": 1 } ],
   "filings": [ )" +
@@ -244,6 +246,15 @@ TEST_F(MatchFlow, BusinessFoundUnderItsListedName) {
     }
     // Without a business search the firm is a person's name that nobody filed.
     EXPECT_STREQ(look({"ACME WIDGET INC", "104"}, 4).returnCode, "00");
+    // A listed firm whose search misses passes over the parse: the person of
+    // the same name is never searched, only the family with a blank name.
+    qvncoa_out_addr_t deere = look({"JOHN DEERE", "170"});
+    EXPECT_STREQ(deere.returnCode, "00");
+    EXPECT_EQ(deere.lookupCount, 2);
+    deere = look({"JOHN DEERE", "170"}, 4);  // no business test: parsed and found
+    EXPECT_STREQ(deere.returnCode, "A");
+    EXPECT_EQ(deere.moveType, 'I');
+    EXPECT_EQ(deere.lookupCount, 1);
     // Business only, at an address without a firm: no parse, no search, empty answer.
     qvncoa_out_addr_t o = look({"JOHN A SMITH", "100"}, 1);
     EXPECT_STREQ(o.returnCode, "00");
