@@ -73,7 +73,7 @@ template <std::size_t N>
 void copyText(char (&dst)[N], std::string_view s) {
     s = trim(s);
     const std::size_t n = s.size() < N - 1 ? s.size() : N - 1;
-    std::memcpy(dst, s.data(), n);
+    if (n > 0) std::memcpy(dst, s.data(), n);
     dst[n] = '\0';
 }
 

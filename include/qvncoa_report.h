@@ -117,8 +117,8 @@ public:
     static int sumMedCounts(int* counts, int first, int last);
 
 private:
-    std::map<eQVNCOA_ProcCat, const char*> m_categories;
-    std::map<eQVNCOA_BIFLookupMode, const char*> m_matchingLogic;
+    std::map<int, const char*> m_categories;  /* by int: a record may hold any number */
+    std::map<int, const char*> m_matchingLogic;
     std::map<char, const char*> m_mailClasses;
 };
 

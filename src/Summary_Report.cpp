@@ -73,14 +73,14 @@ int CNCOA_SummaryReport::DoReport(const char* path, qvncoa_cumulativeStatsRecord
     std::snprintf(buf, sizeof buf, "List Name: %s\n", stats->listName);
     line(buf);
 
-    const auto category = m_categories.find(static_cast<eQVNCOA_ProcCat>(stats->processingCategory));
+    const auto category = m_categories.find(stats->processingCategory);
     if (category != m_categories.end())
         std::snprintf(buf, sizeof buf, "Processing Category: %s\n", category->second);
     else
         std::snprintf(buf, sizeof buf, "Processing Category: %s (%d)\n", "Unknown", stats->processingCategory);
     line(buf);
 
-    const auto logic = m_matchingLogic.find(static_cast<eQVNCOA_BIFLookupMode>(stats->matchingLogic));
+    const auto logic = m_matchingLogic.find(stats->matchingLogic);
     if (logic != m_matchingLogic.end())
         std::snprintf(buf, sizeof buf, "Matching Logic Applied: %s\n", logic->second);
     else
