@@ -84,6 +84,7 @@ std::string worldJson() {
     filing(I, person("ALICE", "", "GRANT", "F"), 162, "00000007703", 3);
     filing(I, person("T", "Z", "NOLAN", "U"), 164, "00000007711", 3);
     filing(I, person("DORA", "", "LANE", "F"), 166, "22201410171", 10);
+    filing(I, "\"name\": { \"first\": \"CARL\", \"last\": \"WEBB\", \"suffix\": \"JR\" }", 172, "22201410175", 3);
     filing(I, person("JOHN", "", "DEERE", "M"), 170, "22201410173", 3);  // a firm of that name is listed here
     return R"({ "format": 1,
   "places": [ { "zip": "10001", "state": "NY", "city": "NEW YORK", "last_line": "C10001" },
@@ -213,6 +214,10 @@ TEST_F(MatchFlow, IndividualHitBringsTheNewAddress) {
     EXPECT_EQ(o.lookupCount, 1);
     // The same filing in individual-only mode.
     EXPECT_STREQ(look({"JOHN A SMITH", "100"}, 2).returnCode, "A");
+    // A generational suffix is part of the key; other suffixes are not.
+    EXPECT_STREQ(look({"CARL WEBB JR", "172"}).returnCode, "A");
+    EXPECT_STREQ(look({"CARL WEBB", "172"}).returnCode, "00");
+    EXPECT_STREQ(look({"CARL WEBB ESQ", "172"}).returnCode, "00");
 }
 
 TEST_F(MatchFlow, FamilyHitAfterTheIndividualMisses) {
