@@ -34,7 +34,7 @@ demo: all
 	@echo
 	$(BUILD)/cli/ncoa match --data $(BUILD)/sample-data --in data/sample/list.csv \
 	  --out $(BUILD)/sample-result.csv --report $(BUILD)/sample-report.txt \
-	  --company "SAMPLE LIST SERVICES" --license-id DEMO01 --list-name "SAMPLE LIST"
+	  --company "SAMPLE LIST SERVICES" --license-id DEMO01 --list-name "SAMPLE LIST" --codes
 	@echo
 	@echo "First result rows ($(BUILD)/sample-result.csv), input columns and the answer:"
 	@head -n 8 $(BUILD)/sample-result.csv

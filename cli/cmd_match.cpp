@@ -45,12 +45,27 @@ struct MatchOptions {
     std::string delimiter = ",";
     std::vector<std::string> maps;
     bool noProgress = false;
+    bool codes = false;
     std::string listName, company, licenseId;
     std::string category = "NORMAL";
     std::string mailClass = "A";
 };
 
 using Clock = std::chrono::steady_clock;
+
+// How many records came back with each return code, on standard output.
+void printCodeTable(const qvncoa_cumulativeStatsRecord_t& stats) {
+    fmt::print("Return code  Records\n");
+    auto row = [](const std::string& code, int n) {
+        if (n > 0) fmt::print("{:<11}  {:>7}\n", code, n);
+    };
+    row("A", stats.returnCodeCounts[QVNCOA_RC_SLOT_A]);
+    row("91", stats.returnCodeCounts[QVNCOA_RC_SLOT_91]);
+    row("92", stats.returnCodeCounts[QVNCOA_RC_SLOT_92]);
+    for (int nn = 1; nn < 32; ++nn) row(fmt::format("{:02}", nn), stats.returnCodeCounts[nn]);
+    row("66 / other", stats.returnCodeOther);
+    row("00", stats.returnCodeCounts[0]);
+}
 
 // Malformed and failed rows are told on standard error up to this many; the
 // output's ncoa_error column has every one.
@@ -443,6 +458,7 @@ void runMatch(const MatchOptions& o) {
                stats.recordsProcessed - stats.recordsMatchedNCOA, malformed, failed,
                reader.blankLinesSkipped() ? fmt::format("; {} blank lines skipped", reader.blankLinesSkipped()) : "",
                o.report.empty() ? "" : "; report in " + o.report + " (ANK matching is not done: its count is 0)");
+    if (o.codes) printCodeTable(stats);
     if (failed > 0) {
         fmt::print(stderr, "ncoa match: {} records could not be looked up; see their ncoa_error column\n", failed);
         throw ExitStatus{2};
@@ -488,6 +504,7 @@ void addMatchCommand(CLI::App& app) {
     cmd->add_option("--delimiter", o.delimiter, "Field delimiter of input and output (one character or \"tab\")")
         ->capture_default_str();
     cmd->add_flag("--no-progress", o.noProgress, "No progress bar, even on a terminal");
+    cmd->add_flag("--codes", o.codes, "Print a table of the return codes that came back");
     cmd->add_option("--report", o.report, "Write the processing summary report to this file");
     cmd->add_option("--list-name", o.listName, "Report: list name (default: the input file's name)");
     cmd->add_option("--company", o.company, "Report: licensee company name");
