@@ -18,9 +18,24 @@ bool hasDashOrDot(const fixedString<6>& t) { return t.find('-') >= 0 || t.find('
 
 int CNCOA_RV9DPBC::do1005MoveToOutstuff(const char* zip9, int dp, fixedString<12>& code) {
     char text[32];
-    ncoa_snprintf(text, sizeof text, "%9s%02d", zip9, dp);
+    // Runs once per walked address: the usual case, nine characters and a
+    // two-digit point, is laid out by hand as the print would lay it out.
+    const bool plain = dp >= 0 && dp <= 99 && ncoa_strnlen(zip9, 10) == 9;
+    if (plain) {
+        std::memcpy(text, zip9, 9);
+        text[9] = static_cast<char>('0' + dp / 10);
+        text[10] = static_cast<char>('0' + dp % 10);
+        text[11] = '\0';
+    } else {
+        ncoa_snprintf(text, sizeof text, "%9s%02d", zip9, dp);
+    }
     int check = check11(text) - '0';
-    ncoa_snprintf(text, sizeof text, "%9s%02d%d", zip9, dp, check);
+    if (plain && check >= 0 && check <= 9) {
+        text[11] = static_cast<char>('0' + check);
+        text[12] = '\0';
+    } else {
+        ncoa_snprintf(text, sizeof text, "%9s%02d%d", zip9, dp, check);
+    }
     code.cpyIn(text);
     return check;
 }
