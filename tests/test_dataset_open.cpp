@@ -98,6 +98,7 @@ TEST_F(DataSetOpen, OpensOnDiskAndInMemoryAndTellsItsRelease) {
         ASSERT_EQ(qvncoa_getNCOAReleaseInfo(obj, &info), 1000);
         EXPECT_EQ(std::string(info.setName).substr(0, 14), "OPEN CHECK SET");
         EXPECT_EQ(std::string(info.date1), w.dataset.releaseDate);
+        EXPECT_EQ(std::string(info.date3), qvw::addDays(w.dataset.releaseDate, 45));
         EXPECT_EQ(info.sequence, 2417);
         EXPECT_EQ(info.setLetter, 'C');
         const QV_NCOA::CNCOA_DataTables& t = *QV_NCOA::tablesOf(obj);
