@@ -42,15 +42,15 @@ if [[ ! -f "$STAMP" || "$(cat "$STAMP")" != "$PARAMS" || ! -d "$WORK/set/DVD 2" 
     echo "== synthetic data set: $PARAMS"
     rm -rf "$WORK/set" "$STAMP"
     t0=$(now)
-    /usr/bin/time -f "   writer peak memory %M KB" \
+    /usr/bin/time -o "$WORK/time.txt" -f "   %e s in all, writer peak memory %M KB" \
         "$NCOA" dataset synth --filings "$FILINGS" --out "$WORK/set" --list "$RECORDS" \
-        --list-out "$WORK/list.csv" --hit-rate "$HIT_RATE" --seed "$SEED" | tee "$WORK/synth.txt"
-    echo "   $(secs "$t0" "$(now)") s in all"
+        --list-out "$WORK/list.csv" --hit-rate "$HIT_RATE" --seed "$SEED" >"$WORK/synth.txt"
+    cat "$WORK/time.txt" >>"$WORK/synth.txt"
     echo "$PARAMS" >"$STAMP"
 else
     echo "== reusing the synthetic data set in $WORK ($PARAMS)"
-    cat "$WORK/synth.txt"
 fi
+cat "$WORK/synth.txt"
 du -sh "$WORK/set" | awk '{ print "   data set on disk: " $1 }'
 
 echo "== machine: $(nproc) cores, $(awk '/MemTotal/ { printf "%.0f GiB", $2 / 1048576 }' /proc/meminfo); load average $(cut -d' ' -f1-3 /proc/loadavg)"
