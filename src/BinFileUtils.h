@@ -7,6 +7,7 @@
 #include <cstring>
 #include <memory>
 #include <new>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -73,58 +74,49 @@ inline uint64_t readBE(const unsigned char* p, int n) {
     return v;
 }
 
+// A record kept byte for byte as the file has it, its key the first KEY bytes.
+template <typename T, int KEY>
+struct byteRecord {
+    static bool deserialize(const unsigned char* raw, T& r) {
+        static_assert(std::is_standard_layout<T>::value && sizeof(T) == T::SIZE, "record mirrors its file layout");
+        std::memcpy(static_cast<void*>(&r), raw, T::SIZE);
+        return true;
+    }
+    static int compare(const T& a, const T& b) { return std::memcmp(&a, &b, KEY); }
+};
+
 // ZIP+4 and delivery point to its current 11-digit code. Only the key is read.
-struct x11Record {
+struct x11Record : byteRecord<x11Record, 11> {
     enum { SIZE = 24 };
     char zip11[11];
     char flag1;
     char zip11b[11];  // carried along; nothing reads it
     char flag2;
-    static bool deserialize(const unsigned char* raw, x11Record& r) {
-        std::memcpy(&r, raw, SIZE);
-        return true;
-    }
-    static int compare(const x11Record& a, const x11Record& b) { return std::memcmp(a.zip11, b.zip11, 11); }
 };
 
 // City by ZIP.
-struct czpRecord {
+struct czpRecord : byteRecord<czpRecord, 5> {
     enum { SIZE = 48 };
     char zip[5];
     char state[2];
     char city[28];
     char shortCity[13];
-    static bool deserialize(const unsigned char* raw, czpRecord& r) {
-        std::memcpy(&r, raw, SIZE);
-        return true;
-    }
-    static int compare(const czpRecord& a, const czpRecord& b) { return std::memcmp(a.zip, b.zip, 5); }
 };
 
 // City by last-line number; city and short form stand the other way round.
-struct clnRecord {
+struct clnRecord : byteRecord<clnRecord, 6> {
     enum { SIZE = 49 };
     char lastLine[6];
     char state[2];
     char shortCity[13];
     char city[28];
-    static bool deserialize(const unsigned char* raw, clnRecord& r) {
-        std::memcpy(&r, raw, SIZE);
-        return true;
-    }
-    static int compare(const clnRecord& a, const clnRecord& b) { return std::memcmp(a.lastLine, b.lastLine, 6); }
 };
 
-struct leftRiteRecord {
+struct leftRiteRecord : byteRecord<leftRiteRecord, 9> {
     enum { SIZE = 11 };
     char zip9[9];
     char side;  // only 'R' means anything
     char spare;
-    static bool deserialize(const unsigned char* raw, leftRiteRecord& r) {
-        std::memcpy(&r, raw, SIZE);
-        return true;
-    }
-    static int compare(const leftRiteRecord& a, const leftRiteRecord& b) { return std::memcmp(a.zip9, b.zip9, 9); }
 };
 
 // The string dictionaries of rv9.esd: one packed text each (three characters
@@ -166,16 +158,11 @@ struct rv9Esd {
 };
 
 // One move key of a flat data set.
-struct fltRecord {
+struct fltRecord : byteRecord<fltRecord, 9> {
     enum { SIZE = 18 };
     unsigned char key[9];  // bytes 11 to 19 of the SHA-1 key
     unsigned char data[8];
     unsigned char spare;
-    static bool deserialize(const unsigned char* raw, fltRecord& r) {
-        std::memcpy(&r, raw, SIZE);
-        return true;
-    }
-    static int compare(const fltRecord& a, const fltRecord& b) { return std::memcmp(a.key, b.key, 9); }
 };
 
 // Row of the file lcd: four-digit replacement by ZIP+4. Both numbers in host
@@ -223,30 +210,18 @@ struct genderStruct {
 };
 
 // Firm name by address key. The file ends with eight 0xFF and forty 'Z'.
-struct BusinessLstItem {
+struct BusinessLstItem : byteRecord<BusinessLstItem, 8> {
     enum { SIZE = 48 };
     unsigned char key[8];
     char name[40];
-    static bool deserialize(const unsigned char* raw, BusinessLstItem& r) {
-        std::memcpy(&r, raw, SIZE);
-        return true;
-    }
-    static int compare(const BusinessLstItem& a, const BusinessLstItem& b) { return std::memcmp(a.key, b.key, 8); }
 };
 
 // Urbanization name by ZIP+4.
-struct urbanizationStruct {
+struct urbanizationStruct : byteRecord<urbanizationStruct, 9> {
     enum { SIZE = 38 };
     char zip9[9];
     char name[28];
     char spare;
-    static bool deserialize(const unsigned char* raw, urbanizationStruct& r) {
-        std::memcpy(&r, raw, SIZE);
-        return true;
-    }
-    static int compare(const urbanizationStruct& a, const urbanizationStruct& b) {
-        return std::memcmp(a.zip9, b.zip9, 9);
-    }
 };
 
 static_assert(sizeof(x11Record) == 24 && sizeof(czpRecord) == 48 && sizeof(clnRecord) == 49 &&
