@@ -270,6 +270,33 @@ public:
         return n == count;
     }
 
+    // The bisection the three searches share. probe(mid) gives record mid, or
+    // null when it cannot be had, which ends the search as a miss.
+    template <typename Probe>
+    static bool bisect(unsigned long low, unsigned long high, unsigned long last, const T& key, Compare compare,
+                       T& found, unsigned long& index, Probe probe) {
+        for (;;) {
+            unsigned long mid = low == high ? low : low + (high - low) / 2;
+            const T* rec = probe(mid);
+            if (rec == nullptr) return false;
+            int c = compare(*rec, key);
+            if (c == 0) {
+                found = *rec;
+                index = mid;
+                return true;
+            }
+            if (low == high) return false;
+            if (c > 0) {
+                if (mid == 0) return false;
+                high = mid - 1;
+            } else {
+                if (mid == last) return false;
+                low = mid + 1;
+            }
+            if (low > high) return false;
+        }
+    }
+
     // Binary search of a sorted file between low and high (record indexes,
     // both clamped to the last record; high 0 means the last record).
     static bool binSearch(const char* path, T key, T& found, unsigned long& index, Compare compare,
@@ -287,30 +314,10 @@ public:
 
         RecordBuf raw(recSize);
         T rec;
-        while (low != high) {
-            unsigned long mid = low + (high - low) / 2;
+        return bisect(low, high, last, key, compare, found, index, [&](unsigned long mid) -> const T* {
             readAt(f, path, mid, recSize, raw.p);
-            if (!deserialize(raw.p, rec)) return false;
-            int c = compare(rec, key);
-            if (c > 0) {
-                if (mid == 0) return false;
-                high = mid - 1;
-            } else if (c == 0) {
-                found = rec;
-                index = mid;
-                return true;
-            } else {
-                if (mid == last) return false;
-                low = mid + 1;
-            }
-            if (low > high) return false;
-        }
-        readAt(f, path, low, recSize, raw.p);
-        if (!deserialize(raw.p, rec)) return false;
-        if (compare(rec, key) != 0) return false;
-        found = rec;
-        index = low;
-        return true;
+            return deserialize(raw.p, rec) ? &rec : nullptr;
+        });
     }
 
     // binSearch over an image of the file in memory.
@@ -326,27 +333,11 @@ public:
 
         const unsigned long maxOffset = bufSize - recSize;
         T rec;
-        for (;;) {
-            unsigned long mid = low == high ? low : low + (high - low) / 2;
+        return bisect(low, high, last, key, compare, found, index, [&](unsigned long mid) -> const T* {
             unsigned long off = mid * recSize;
-            if (off > maxOffset) return false;
-            if (!deserialize(buf + off, rec)) return false;
-            int c = compare(rec, key);
-            if (c == 0) {
-                found = rec;
-                index = mid;
-                return true;
-            }
-            if (low == high) return false;
-            if (c > 0) {
-                if (mid == 0) return false;
-                high = mid - 1;
-            } else {
-                if (mid == last) return false;
-                low = mid + 1;
-            }
-            if (low > high) return false;
-        }
+            if (off > maxOffset) return nullptr;  // past the image: a miss, not a read error
+            return deserialize(buf + off, rec) ? &rec : nullptr;
+        });
     }
 
     // binSearch over a table read whole. A table of one record never yields a
@@ -354,26 +345,8 @@ public:
     static bool binSearchMem(const ManagedBuf<T>& table, T key, T& found, unsigned long& index, Compare compare) {
         if (table.buf == nullptr || table.count <= 1) return false;
         unsigned long last = static_cast<unsigned long>(table.count - 1);
-        unsigned long low = 0;
-        unsigned long high = last;
-        for (;;) {
-            unsigned long mid = low == high ? low : low + (high - low) / 2;
-            int c = compare(table.buf[mid], key);
-            if (c == 0) {
-                found = table.buf[mid];
-                index = mid;
-                return true;
-            }
-            if (low == high) return false;
-            if (c > 0) {
-                if (mid == 0) return false;
-                high = mid - 1;
-            } else {
-                if (mid == last) return false;
-                low = mid + 1;
-            }
-            if (low > high) return false;
-        }
+        return bisect(0, last, last, key, compare, found, index,
+                      [&](unsigned long mid) -> const T* { return &table.buf[mid]; });
     }
 
     // All records equal to key, in file order. first and last follow the walk
