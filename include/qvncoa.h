@@ -3,6 +3,7 @@
 #define QVNCOA_H
 
 #include "qv_proxy.h"
+#include "qvav.h"
 
 #ifdef __cplusplus
 extern "C" {
@@ -149,6 +150,30 @@ QVNCOA_API int qvncoa_lookup_without_qvav(void* dataObj, const qvncoa_in_addr_t*
  * any other outcome of the verification gives 1000. progress (may be null)
  * hears of each whole percentage of all bytes; its result is ignored. */
 QVNCOA_API int qvncoa_validateDVDFileHashSignatures(void* dataObj, const qvncoa_prog_cb_t* progress, char* errorText);
+
+/* Verifies the address with the verifier, then looks the record up. record is
+ * three texts: name, address line, last line. A non-zero status of the verifier
+ * is returned as it stands; out->avRecord holds the verifier's result. */
+QVNCOA_API int qvncoa_lookup_with_qvav(void* dataObj, qvav_context* av, const char** record, qvncoa_out_addr_t* out,
+                                       int mode, int medMonths, char* errorText, unsigned flags);
+
+/* Unpack packed hash files (".SZP") of a folder, or one file. No data object is
+ * needed: a data set is unpacked before it is opened. */
+QVNCOA_API int qvncoa_unpackHashFolder(const char* from, const char* to, const qvncoa_prog_cb_t* progress,
+                                       char* errorText);
+QVNCOA_API int qvncoa_unpackHashFile(const char* from, const char* to, char* errorText);
+
+/* Builds the index files of a flat data set. progress hears whole percentages;
+ * its result is ignored. */
+QVNCOA_API int qvncoa_buildFlatIndexFiles(const char* dataRoot, const qvncoa_prog_cb_t* progress, char* errorText);
+
+/* The USPS client test run: reads the test input file, verifies and looks up
+ * every record and writes the answer file; optionally the form 3553. flags: 1
+ * debug log, 2 the alternative (stage one) input layout. */
+QVNCOA_API int qvncoa_runAudit(void* dataObj, qvav_context* av, const char* inputPath, const char* outputPath,
+                               const char* text1, const char* text2, const char* text3, const char* text4,
+                               const char* text5, const char* text6, const char* text7, const char* form3553Path,
+                               const qvncoa_prog_cb_t* progress, char* errorText, unsigned flags);
 
 #ifdef __cplusplus
 }
