@@ -45,10 +45,10 @@ bool CNCOA_DataTables::initialize(const char* dataPath, const char* lkmPath, con
                                   qv_target_version version, const char* definitionName, unsigned int flags) {
     // 1. Flat index key size and the in-memory mode.
     switch (flags & 0x06) {
-        case 0x06: fltKeySize = 3; break;
-        case 0x04: fltKeySize = 2; break;
-        case 0x02: fltKeySize = 1; break;
-        default: fltKeySize = 0; break;
+        case 0x06: fltKeySize = CNCOA_DataFileIndexer::eKey3; break;
+        case 0x04: fltKeySize = CNCOA_DataFileIndexer::eKey2; break;
+        case 0x02: fltKeySize = CNCOA_DataFileIndexer::eKey1; break;
+        default: fltKeySize = CNCOA_DataFileIndexer::eKeyNone; break;
     }
     inMemory = (flags & 0x08) != 0;
 
@@ -91,8 +91,10 @@ bool CNCOA_DataTables::initialize(const char* dataPath, const char* lkmPath, con
     if (isHashData) {
         if (inMemory) loadHashTables();
         getHashHSxSizes();
+    } else {
+        if (inMemory) loadFlatTables();
+        getFLTInfo();
     }
-    // The flat kind's tables and index come with the flat lookup.
 
     // 10. Names.
     readNameNormalizationTables();
@@ -153,6 +155,51 @@ void CNCOA_DataTables::getHashHSxSizes() {
 void CNCOA_DataTables::loadHashTables() {
     for (char c = 'a'; c <= 'z'; ++c)
         for (int s = 0; s < 10; ++s) loadFileToManagedBuf(hashImage[c - 'a'][s], getClkXHsYPath(c, s).asCstr());
+}
+
+void CNCOA_DataTables::loadFlatTables() {
+    for (int i = 0; i < 3; ++i) loadFileToManagedBuf(fltImage[i], getCLKFLTPath(i).asCstr());
+}
+
+void CNCOA_DataTables::getFLTInfo() {
+    for (int i = 0; i < 3; ++i) fltPaths[i] = getCLKFLTPath(i);
+
+    // 1. First and last key of the middle file; one that doesn't open leaves
+    // them zero, and its size below then fails.
+    {
+        const char* path = fltPaths[1].asCstr();
+        hx_file* f = nullptr;
+        hx_fio_open(path, HX_FIO_READ, &f);
+        if (f != nullptr) {
+            hx_fio_closer hold(f);
+            if (hx_fio_getb(f, fltFirstKey, 9) < 0) throw fio_file_error(1040, path);
+            hx_fio_seek(f, -18, HX_SEEK_END);
+            if (hx_fio_getb(f, fltLastKey, 9) < 0) throw fio_file_error(1040, path);
+        }
+    }
+    // 2. Record counts.
+    for (int i = 0; i < 3; ++i) {
+        unsigned size = 0;
+        int err = 0;
+        if (!fileSize(fltPaths[i].asCstr(), size, err)) throw fio_file_error(1040, fltPaths[i].asCstr());
+        fltRecords[i] = size / 18;
+    }
+    // 3-4. The indexes asked for, each of this data set and this key size;
+    // any one that doesn't fit, or is missing, drops all three.
+    if (fltKeySize == CNCOA_DataFileIndexer::eKeyNone) return;
+    for (int i = 0; i < 3; ++i) {
+        CNCOA_DataFileIndexer::eKeySize size = CNCOA_DataFileIndexer::eKeyNone;
+        unsigned short sequence = 0;
+        try {
+            CNCOA_DataFileIndexer::readIndex(getFLTIdxPath(i, fltKeySize).asCstr(), fltIndex[i], size, sequence);
+        } catch (...) {
+        }
+        if (size != fltKeySize || sequence != static_cast<unsigned short>(dvdHeader[0].sequence & 0xFFFF)) {
+            fltKeySize = CNCOA_DataFileIndexer::eKeyNone;
+            for (auto& idx : fltIndex) std::vector<CNCOA_DataFileIndexer::idxStruct>().swap(idx);
+            return;
+        }
+    }
 }
 
 void CNCOA_DataTables::loadCLKHSBTable() { loadFileToManagedBuf(clkHsbImage, getClkHsbPath().asCstr()); }

@@ -9,6 +9,7 @@
 #include "BinFileUtils.h"
 #include "CompStrW_Words.h"
 #include "DVDHeader.h"
+#include "DataFileIndexer.h"
 #include "FileManager.h"
 #include "NameRules.h"
 #include "qv_proxy.h"
@@ -49,9 +50,13 @@ public:
     void clearHashTables();
     void clearFlatTables();
 
+    // Flat data sets: start-up step that reads the first and last key of
+    // clk.flt.2, the record counts and, when asked for, the three indexes.
+    void getFLTInfo();
+
     DVDHeader dvdHeader[2];
-    // Flat data sets: index, key size and images come with the flat kind.
-    int fltKeySize = 0;
+    std::vector<CNCOA_DataFileIndexer::idxStruct> fltIndex[3];
+    CNCOA_DataFileIndexer::eKeySize fltKeySize = CNCOA_DataFileIndexer::eKeyNone;
     ManagedBuf<unsigned char> fltImage[3];
     std::map<char, unsigned int> hs1Sizes;
     std::map<char, unsigned int> hs0Sizes;
@@ -91,6 +96,8 @@ public:
     ManagedBuf<unsigned char> lcdImage;
     bool isHashData = false;
     bool inMemory = false;
+    // Paths of clk.flt.1 to clk.flt.3, made once so that a search builds no text.
+    QvbString fltPaths[3];
 
     // Start-up steps, each filling its members.
     void readNameNormalizationTables();
@@ -102,6 +109,7 @@ private:
     bool findLastValidRV9ESDIndex();
     void getHashHSxSizes();
     void loadHashTables();
+    void loadFlatTables();
     void loadCLKHSBTable();
     void loadDPHHSATable();
     void loadLCDTable();

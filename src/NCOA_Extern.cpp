@@ -156,4 +156,11 @@ QVNCOA_API int qvncoa_validateDVDFileHashSignatures(void* dataObj, const qvncoa_
     });
 }
 
+QVNCOA_API int qvncoa_buildFlatIndexFiles(const char* dataRoot, const qvncoa_prog_cb_t* progress, char* errorText) {
+    return atBoundary(errorText, [&]() -> int {
+        if (dataRoot == nullptr || *dataRoot == '\0') return QVNCOA_ERR_ARGUMENT;
+        return buildFlatIndexFiles(dataRoot, progress);
+    });
+}
+
 }  // extern "C"

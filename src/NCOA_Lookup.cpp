@@ -7,6 +7,7 @@
 #include "ClkHsb_Test.h"
 #include "DailyDelete.h"
 #include "DataTables.h"
+#include "FlatLookup.h"
 #include "HashLookup.h"
 #include "NameRules.h"
 #include "VT_NameParser.h"
@@ -333,16 +334,26 @@ bool CNCOA_Lookup::do1000Forward() {
         log("%s lookup object:\tfirm: '%.40s'\n", kind, firmPlace());
     }
 
-    // 4. The search. The flat kind hashes all 49 bytes through its own
-    // lookup; until it is here, a flat set is refused by the hash lookup.
+    // 4. The search. The hash kind hashes the 48 bytes behind the leading
+    // blank, the flat kind all 49.
     unsigned char sha[20];
-    qvs_auth_get_sha1(searchKey + 1, 48, sha);
-    if (debug) {
-        log("SHA of 48\t");
-        dumpSha(sha);
-    }
+    bool found;
     res.clear();
-    bool found = CNCOA_HashLookup(tables).doLookup(sha, zip5.buf, res);
+    if (tables.isHashData) {
+        qvs_auth_get_sha1(searchKey + 1, 48, sha);
+        if (debug) {
+            log("SHA of 48\t");
+            dumpSha(sha);
+        }
+        found = CNCOA_HashLookup(tables).doLookup(sha, zip5.buf, res);
+    } else {
+        qvs_auth_get_sha1(searchKey, 49, sha);
+        if (debug) {
+            log("SHA of 49\t");
+            dumpSha(sha);
+        }
+        found = CNCOA_FlatLookup(tables).doLookup(sha, zip5.buf, res);
+    }
 
     // 5.
     ++answer.lookupCount;
