@@ -15,6 +15,7 @@ struct OpenOptions {
     std::string data;
     std::string kb = QV_DEFAULT_KB;
     bool memory = false;
+    int flatIndex = 0;  // key bytes of the flat index to use, 0 for none
 };
 
 // With `positional`, the data set root may also stand alone: `ncoa info DIR`.
@@ -28,7 +29,10 @@ inline void addOpenOptions(CLI::App& cmd, OpenOptions& o, bool positional = fals
         data->required();
     }
     cmd.add_option("--kb", o.kb, "Name-parser knowledge base folder")->capture_default_str();
-    cmd.add_flag("--memory", o.memory, "Hold the hash files, bit tables and LCD table in memory");
+    cmd.add_flag("--memory", o.memory, "Hold the hash or flat files, bit tables and LCD table in memory");
+    cmd.add_option("--flat-index", o.flatIndex,
+                   "Flat data sets: search through the index of this many key bytes (1 to 3; 0 none)")
+        ->check(CLI::Range(0, 3));
 }
 
 // For commands that take the root either way: one of the two is needed.
@@ -51,8 +55,10 @@ class DataObject {
 public:
     explicit DataObject(const OpenOptions& o) {
         char err[QVNCOA_ERROR_TEXT_SIZE] = "";
-        int rc = qvncoa_init_data_obj(&obj_, o.data.c_str(), o.kb.c_str(), "", 2, nullptr, err,
-                                      o.memory ? static_cast<unsigned>(QVNCOA_INIT_IN_MEMORY) : 0u);
+        // Key bytes 1, 2, 3 are the flag bits 2, 4, 2 and 4.
+        unsigned flags = o.memory ? static_cast<unsigned>(QVNCOA_INIT_IN_MEMORY) : 0u;
+        flags |= static_cast<unsigned>(o.flatIndex & 3) << 1;
+        int rc = qvncoa_init_data_obj(&obj_, o.data.c_str(), o.kb.c_str(), "", 2, nullptr, err, flags);
         if (rc != QVNCOA_OK) {
             qvncoa_destroy_data_obj(&obj_);
             throw LibraryError(rc, std::string("cannot open the data set at ") + o.data + ": " + err);

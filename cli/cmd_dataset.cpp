@@ -1,6 +1,7 @@
-// `ncoa dataset build WORLD.json OUTDIR`: writes a hash data set from a world.
+// `ncoa dataset build WORLD.json OUTDIR`: writes a hash or flat data set from a world.
 // `ncoa dataset synth --filings N --out DIR`: writes a synthetic one, and
 // with --list a mailing list against it whose outcome is known.
+// `ncoa dataset index DIR`: builds the prefix index files of a flat data set.
 #include "commands.h"
 
 #include "DataSetWriter.h"
@@ -18,7 +19,12 @@
 namespace ncoa_cli {
 namespace {
 
+qvw::DataSetKind kindOf(const std::string& kind) {
+    return kind == "flat" ? qvw::DataSetKind::Flat : qvw::DataSetKind::Hash;
+}
+
 struct BuildOptions {
+    std::string kind = "hash";
     std::string world;
     std::string outDir;
     std::string releaseDate;
@@ -36,11 +42,13 @@ void runBuild(const BuildOptions& o) {
     if (o.sequence >= 0)
         world.dataset.sequence = o.sequence;
 
-    const qvw::BuildReport r = qvw::DataSetWriter(world, o.outDir).write();
+    const qvw::DataSetKind kind = kindOf(o.kind);
+    const qvw::BuildReport r = qvw::DataSetWriter(world, o.outDir, kind).write();
     if (o.quiet)
         return;
     fmt::print("Data set written to {}\n", r.root);
-    fmt::print("  release date {}, sequence {}, set letter {}\n", r.releaseDate, r.sequence, world.dataset.setLetter);
+    fmt::print("  {} kind, release date {}, sequence {}, set letter {}\n", o.kind, r.releaseDate, r.sequence,
+               static_cast<char>(world.dataset.setLetter + (kind == qvw::DataSetKind::Flat ? 1 : 0)));
     fmt::print("  {} files, {} bytes\n", r.filesWritten, r.bytesWritten);
     fmt::print("  {} address ranges, {} LCD rows, {} urbanizations, {} businesses, {} daily deletes\n", r.ranges,
                r.lcdRows, r.urbanizations, r.businessesWritten, r.dailyDeletesWritten);
@@ -49,6 +57,7 @@ void runBuild(const BuildOptions& o) {
 }
 
 struct SynthCommandOptions {
+    std::string kind = "hash";
     std::size_t filings = 0;
     std::string outDir;
     std::size_t list = 0;
@@ -81,7 +90,7 @@ void runSynth(const SynthCommandOptions& o) {
     const double made = secondsSince(t);
 
     t = std::chrono::steady_clock::now();
-    const qvw::BuildReport r = qvw::DataSetWriter(world, o.outDir).write();
+    const qvw::BuildReport r = qvw::DataSetWriter(world, o.outDir, kindOf(o.kind)).write();
     const double written = secondsSince(t);
     if (!o.quiet) {
         fmt::print("Synthetic data set written to {} ({:.1f} s to generate, {:.1f} s to write)\n", r.root, made,
@@ -126,7 +135,7 @@ void addDatasetCommand(CLI::App& app) {
     dataset->require_subcommand(1);
 
     auto opts = std::make_shared<BuildOptions>();
-    CLI::App* build = dataset->add_subcommand("build", "Write a complete hash data set from a world description");
+    CLI::App* build = dataset->add_subcommand("build", "Write a complete hash or flat data set from a world description");
     build->add_option("world", opts->world, "World description (JSON)")->required()->check(CLI::ExistingFile);
     build->add_option("outdir", opts->outDir, "Folder to write the data set into (DVD 1 and DVD 2 go under it)")
         ->required();
@@ -134,12 +143,15 @@ void addDatasetCommand(CLI::App& app) {
         ->check([](const std::string& d) { return qvw::validDate(d, true) ? std::string() : std::string("YYYYMMDD expected"); });
     build->add_option("--sequence", opts->sequence, "Sequence number of the data set (default: the world's)")
         ->check(CLI::NonNegativeNumber);
+    build->add_option("--kind", opts->kind, "Kind of data set: hash or flat")
+        ->capture_default_str()
+        ->check(CLI::IsMember({"hash", "flat"}));
     build->add_flag("-q,--quiet", opts->quiet, "Print nothing on success");
     build->callback([opts] { runBuild(*opts); });
 
     auto so = std::make_shared<SynthCommandOptions>();
     CLI::App* synth = dataset->add_subcommand(
-        "synth", "Write a synthetic hash data set of N filings, and a mailing list with a known hit rate");
+        "synth", "Write a synthetic data set of N filings, and a mailing list with a known hit rate");
     synth->add_option("--filings", so->filings, "Number of filings")->required()->check(CLI::PositiveNumber);
     synth->add_option("--out", so->outDir, "Folder to write the data set into")->required();
     synth->add_option("--list", so->list, "Records of the mailing list to write")->check(CLI::PositiveNumber);
@@ -152,8 +164,13 @@ void addDatasetCommand(CLI::App& app) {
     synth->add_option("--names", so->names, "Folder of given_names.txt and surnames.txt")->capture_default_str();
     synth->add_option("--release-date", so->releaseDate, "Release date YYYYMMDD (default: today)")
         ->check([](const std::string& d) { return qvw::validDate(d, true) ? std::string() : std::string("YYYYMMDD expected"); });
+    synth->add_option("--kind", so->kind, "Kind of data set: hash or flat")
+        ->capture_default_str()
+        ->check(CLI::IsMember({"hash", "flat"}));
     synth->add_flag("-q,--quiet", so->quiet, "Print nothing on success");
     synth->callback([so] { runSynth(*so); });
+
+    addIndexCommand(*dataset);
 }
 
 } // namespace ncoa_cli

@@ -480,7 +480,10 @@ void addMatchCommand(CLI::App& app) {
         "could not be looked up.");
     cmd->add_option("--data", o.open.data, "Data set root (the folder holding \"DVD 1\" and \"DVD 2\")")->required();
     cmd->add_option("--kb", o.open.kb, "Name-parser knowledge base folder")->capture_default_str();
-    cmd->add_flag("--memory", o.open.memory, "Hold the hash files, bit tables and LCD table in memory");
+    cmd->add_flag("--memory", o.open.memory, "Hold the hash or flat files, bit tables and LCD table in memory");
+    cmd->add_option("--flat-index", o.open.flatIndex,
+                    "Flat data sets: search through the index of this many key bytes (1 to 3; 0 none)")
+        ->check(CLI::Range(0, 3));
     cmd->add_option("--in", o.in, "Mailing list, CSV with a header row; - for standard input")->required();
     cmd->add_option("--out", o.out, "Result CSV; - for standard output")->required();
     cmd->add_option("--mode", o.mode,

@@ -15,6 +15,8 @@ struct ExitStatus {
 void addDatasetCommand(CLI::App& app);
 // `ncoa info DIR`, `ncoa prove DIR` (or --data DIR)
 void addProveCommands(CLI::App& app);
+// `ncoa dataset index DIR`, under the dataset command
+void addIndexCommand(CLI::App& dataset);
 // `ncoa match --data DIR --in LIST.csv --out RESULT.csv`
 void addMatchCommand(CLI::App& app);
 // `ncoa lookup --data DIR --name ... --pno ... --zip9 ...`

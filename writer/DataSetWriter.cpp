@@ -92,6 +92,8 @@ std::string addDays(const std::string& d, int days) {
 }
 
 DataSetWriter::DataSetWriter(const World& world, std::string root) : world_(world), root_(std::move(root)) {}
+DataSetWriter::DataSetWriter(const World& world, std::string root, DataSetKind kind)
+    : world_(world), root_(std::move(root)), kind_(kind) {}
 
 HashSectionSizes DataSetWriter::sectionSizes(char letter) const {
     // Letters without filings keep the minimum sizes; the others grow with their load.
@@ -182,10 +184,17 @@ BuildReport DataSetWriter::write() {
     report_.root = root_;
     prepareLists();
     hash_ = std::make_unique<HashEncoder>(world_, zips_, hints_, letters_, std::stoi(todayYYYYMMDD().substr(0, 4)));
-    hash_->encode();
-
-    writeHashStripes();
-    writeHashFilters();
+    flat_.reset();
+    if (kind_ == DataSetKind::Flat) {
+        // The flat records carry the same result bytes; the hash sections aren't built.
+        flat_ = std::make_unique<FlatEncoder>(world_, *hash_);
+        flat_->encode();
+        writeFlatFiles();
+    } else {
+        hash_->encode();
+        writeHashStripes();
+        writeHashFilters();
+    }
     writeClkHsb();
     writeDailyDel();
     writeContentsLst();
@@ -212,7 +221,7 @@ BuildReport DataSetWriter::write() {
     report_.releaseDate = date1_;
     report_.sequence = world_.dataset.sequence;
     report_.ranges = rv9_.records.size();
-    report_.filingsEncoded = hash_->stats().filings;
+    report_.filingsEncoded = flat_ ? flat_->filings() : hash_->stats().filings;
     report_.stripeTakenPlaces = hash_->stats().takenPlaces;
     report_.filterFalsePositiveRate = hash_->stats().worstFilterFalsePositive;
     return report_;
@@ -229,6 +238,16 @@ void DataSetWriter::writeHashStripes() {
             emit(1, std::string("clk.") + letter + ".hs" + std::to_string(section), hash_->section(letter, section));
 }
 
+void DataSetWriter::writeFlatFiles() {
+    emit(1, "clk.flt.1", flat_->file(0));
+    emit(1, "clk.flt.2", flat_->file(1));
+    emit(2, "clk.flt.3", flat_->file(2));
+}
+
+const std::vector<std::uint64_t>& DataSetWriter::filingEmdps() const {
+    return flat_ ? flat_->filingEmdps() : hash_->filingEmdps();
+}
+
 void DataSetWriter::writeHashFilters() {
     for (char letter = 'a'; letter <= 'z'; ++letter)
         emit(2, std::string("clk.") + letter + ".hs0", hash_->section(letter, 0));
@@ -242,7 +261,7 @@ void DataSetWriter::writeClkHsb() {
     for (const auto& b : world_.businesses)
         if (b.at.address)
             addKeys(at, *b.at.address);
-    const std::vector<std::uint64_t>& filed = hash_->filingEmdps();
+    const std::vector<std::uint64_t>& filed = filingEmdps();
     for (std::size_t i = 0; i < world_.filings.size(); ++i)
         if (world_.filings[i].kind == Filing::Kind::Business)
             at.push_back(filed[i]);
@@ -252,7 +271,7 @@ void DataSetWriter::writeClkHsb() {
 // dph.hsa: every address the world names is taken as deliverable.
 void DataSetWriter::writeDphHsa() {
     // The filings' keys come from the hash encoder, which made them already.
-    std::vector<std::uint64_t> at = hash_->filingEmdps();
+    std::vector<std::uint64_t> at = filingEmdps();
     for (const auto& b : world_.businesses)
         if (b.at.address)
             addKeys(at, *b.at.address);
@@ -506,7 +525,8 @@ void DataSetWriter::writeHeaders() {
     for (int disc = 1; disc <= 2; ++disc) {
         HeaderFields f;
         f.setName = world_.dataset.name;
-        f.setLetter = world_.dataset.setLetter;
+        // The flat kind's letter follows its hash letter: A B, C D, E F.
+        f.setLetter = static_cast<char>(world_.dataset.setLetter + (kind_ == DataSetKind::Flat ? 1 : 0));
         f.typeMark = world_.dataset.typeMark;
         f.disc = disc;
         f.discs = 2;

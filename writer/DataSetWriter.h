@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "FlatEncoder.h"
 #include "HashEncoder.h"
 #include "Manifest.h"
 #include "Rv9Encoder.h"
@@ -40,9 +41,14 @@ struct HashSectionSizes {
     std::uint32_t stripe = 0; // hs1 to hs9
 };
 
+// Hash: the filings in bit-filtered stripes. Flat: in three sorted files of
+// enciphered records, under the set letter after the world's (B, D or F).
+enum class DataSetKind { Hash, Flat };
+
 class DataSetWriter {
 public:
     DataSetWriter(const World& world, std::string root);
+    DataSetWriter(const World& world, std::string root, DataSetKind kind);
 
     // Writes everything under the root, creating folders as needed, and
     // returns what was written. Throws WriterError.
@@ -61,6 +67,9 @@ public:
 private:
     // Disc 1.
     void writeHashStripes();
+    // clk.flt.1 and clk.flt.2 on disc 1, clk.flt.3 on disc 2.
+    void writeFlatFiles();
+    const std::vector<std::uint64_t>& filingEmdps() const;
     // Disc 2, top level.
     void writeHashFilters();
     void writeClkHsb();
@@ -110,6 +119,8 @@ private:
     Rv9Data rv9_;
     LcdReplacements lcd_;
     std::unique_ptr<HashEncoder> hash_;
+    DataSetKind kind_ = DataSetKind::Hash;
+    std::unique_ptr<FlatEncoder> flat_;
 };
 
 // Today's local date as YYYYMMDD, and a YYYYMMDD date moved by `days`.
