@@ -52,8 +52,11 @@ void runBuild(const BuildOptions& o) {
     fmt::print("  {} files, {} bytes\n", r.filesWritten, r.bytesWritten);
     fmt::print("  {} address ranges, {} LCD rows, {} urbanizations, {} businesses, {} daily deletes\n", r.ranges,
                r.lcdRows, r.urbanizations, r.businessesWritten, r.dailyDeletesWritten);
-    fmt::print("  {} filings, {} stripe places marked taken, filter false-positive rate at most {:.2g}\n",
-               r.filingsEncoded, r.stripeTakenPlaces, r.filterFalsePositiveRate);
+    if (kind == qvw::DataSetKind::Flat)
+        fmt::print("  {} filings in clk.flt.1 to clk.flt.3\n", r.filingsEncoded);
+    else
+        fmt::print("  {} filings, {} stripe places marked taken, filter false-positive rate at most {:.2g}\n",
+                   r.filingsEncoded, r.stripeTakenPlaces, r.filterFalsePositiveRate);
 }
 
 struct SynthCommandOptions {
