@@ -71,7 +71,6 @@ Fixture& fixture() {
             std::fprintf(stderr, "indexing failed: %s\n", err);
             std::exit(1);
         }
-        std::atexit([] { fs::remove_all(fixture().root); });
 
         // Search keys: every other one a filing's, the rest random.
         const qvw::LcdReplacements lcd = qvw::lcdReplacements(world);
@@ -98,6 +97,14 @@ Fixture& fixture() {
                                r.zip + r.zip4, r.recordType});
         return fx;
     }();
+    // Made after the fixture, so gone before it: the sets leave with the process.
+    static struct Remover {
+        fs::path root;
+        ~Remover() {
+            std::error_code ec;
+            fs::remove_all(root, ec);
+        }
+    } remover{f.root};
     return f;
 }
 
