@@ -24,6 +24,7 @@ struct BuildOptions {
     std::string releaseDate;
     int sequence = -1;
     bool quiet = false;
+    bool packed = false;
 };
 
 void runBuild(const BuildOptions& o) {
@@ -36,10 +37,12 @@ void runBuild(const BuildOptions& o) {
     if (o.sequence >= 0)
         world.dataset.sequence = o.sequence;
 
-    const qvw::BuildReport r = qvw::DataSetWriter(world, o.outDir).write();
+    qvw::DataSetWriter writer(world, o.outDir);
+    writer.setPacked(o.packed);
+    const qvw::BuildReport r = writer.write();
     if (o.quiet)
         return;
-    fmt::print("Data set written to {}\n", r.root);
+    fmt::print("Data set written to {}{}\n", r.root, o.packed ? " (hash sections packed)" : "");
     fmt::print("  release date {}, sequence {}, set letter {}\n", r.releaseDate, r.sequence, world.dataset.setLetter);
     fmt::print("  {} files, {} bytes\n", r.filesWritten, r.bytesWritten);
     fmt::print("  {} address ranges, {} LCD rows, {} urbanizations, {} businesses, {} daily deletes\n", r.ranges,
@@ -58,6 +61,7 @@ struct SynthCommandOptions {
     std::string names = QV_DEFAULT_KB;
     std::string releaseDate;
     bool quiet = false;
+    bool packed = false;
 };
 
 double secondsSince(std::chrono::steady_clock::time_point t) {
@@ -81,7 +85,9 @@ void runSynth(const SynthCommandOptions& o) {
     const double made = secondsSince(t);
 
     t = std::chrono::steady_clock::now();
-    const qvw::BuildReport r = qvw::DataSetWriter(world, o.outDir).write();
+    qvw::DataSetWriter writer(world, o.outDir);
+    writer.setPacked(o.packed);
+    const qvw::BuildReport r = writer.write();
     const double written = secondsSince(t);
     if (!o.quiet) {
         fmt::print("Synthetic data set written to {} ({:.1f} s to generate, {:.1f} s to write)\n", r.root, made,
@@ -135,6 +141,7 @@ void addDatasetCommand(CLI::App& app) {
     build->add_option("--sequence", opts->sequence, "Sequence number of the data set (default: the world's)")
         ->check(CLI::NonNegativeNumber);
     build->add_flag("-q,--quiet", opts->quiet, "Print nothing on success");
+    build->add_flag("--packed", opts->packed, "Write the hash sections packed (.SZP), as the USPS delivers them");
     build->callback([opts] { runBuild(*opts); });
 
     auto so = std::make_shared<SynthCommandOptions>();
@@ -153,7 +160,10 @@ void addDatasetCommand(CLI::App& app) {
     synth->add_option("--release-date", so->releaseDate, "Release date YYYYMMDD (default: today)")
         ->check([](const std::string& d) { return qvw::validDate(d, true) ? std::string() : std::string("YYYYMMDD expected"); });
     synth->add_flag("-q,--quiet", so->quiet, "Print nothing on success");
+    synth->add_flag("--packed", so->packed, "Write the hash sections packed (.SZP), as the USPS delivers them");
     synth->callback([so] { runSynth(*so); });
+
+    addDatasetUnpackCommand(*dataset);
 }
 
 } // namespace ncoa_cli
