@@ -107,6 +107,7 @@ bool CNCOA_HashUnpacker::UnpackFile(const char* from, const char* to) {
     do4000Get8Bits();
     while (std::memcmp(bits8, "\0\0\0\0\0\0\0\0", 8) != 0) {
         do6000PutData();
+        if (unpackInBlock()) break;
         do1000ProcessLowValues();
         do4000Get8Bits();
     }
@@ -117,10 +118,90 @@ bool CNCOA_HashUnpacker::UnpackFile(const char* from, const char* to) {
     return true;
 }
 
+// The bit-at-a-time steps cost a few calls for each bit. Where the input
+// block holds the next 64 bits, the same codes are read off a big-endian
+// window instead. No file read is due inside the block, so what is read is
+// the same; the window stops at an item's start or between two groups of 7,
+// where the steps take over as they would have.
+
+uint32_t CNCOA_HashUnpacker::bitCursor() const {
+    return bitPos == 8 ? static_cast<uint32_t>(inPos) * 8 : static_cast<uint32_t>(inPos - 1) * 8 + bitPos;
+}
+
+void CNCOA_HashUnpacker::setBitCursor(uint32_t cursor) {
+    if ((cursor & 7) == 0) {
+        inPos = static_cast<int32_t>(cursor >> 3);
+        bitPos = 8;
+    } else {
+        inPos = static_cast<int32_t>(cursor >> 3) + 1;
+        unPackByte(inBuf[inPos - 1], bitArray);
+        bitPos = static_cast<int32_t>(cursor & 7);
+    }
+}
+
+uint64_t CNCOA_HashUnpacker::windowAt(uint32_t cursor) const {
+    const unsigned char* p = inBuf + (cursor >> 3);
+    uint64_t w = 0;
+    for (int i = 0; i < 8; ++i) w = (w << 8) | p[i];
+    return w << (cursor & 7);  // at least 57 bits of the stream on top
+}
+
+uint32_t CNCOA_HashUnpacker::runGroups(uint64_t window) {
+    const int ones = window == ~uint64_t{0} ? 64 : __builtin_clzll(~window);
+    return static_cast<uint32_t>(ones < 54 ? ones : 54) / 3;
+}
+
+void CNCOA_HashUnpacker::skipRunInBlock() {
+    uint32_t cursor = bitCursor();
+    const uint32_t start = cursor;
+    while (cursor <= kWindowLimit) {
+        const uint32_t groups = runGroups(windowAt(cursor));
+        if (groups == 0) break;
+        putZeros(7 * groups);
+        cursor += 3 * groups;
+    }
+    if (cursor != start) setBitCursor(cursor);
+}
+
+bool CNCOA_HashUnpacker::unpackInBlock() {
+    uint32_t cursor = bitCursor();
+    bool ended = false;
+    while (cursor <= kWindowLimit) {
+        const uint64_t w = windowAt(cursor);
+        const uint32_t groups = runGroups(w);
+        if (groups > 0) {
+            putZeros(7 * groups);
+            cursor += 3 * groups;
+            continue;
+        }
+        // A last group and its literal.
+        const uint32_t run = static_cast<uint32_t>(w >> 61);
+        const unsigned char value = static_cast<unsigned char>(w >> 53);
+        if (outPos + 8 <= kBlockSize) {
+            // Room for any last group: one fixed store, the surplus is overwritten later.
+            std::memset(outBuf + outPos, 0, 8);
+            outPos += static_cast<int32_t>(run);
+        } else if (run > 0) {
+            putZeros(run);
+        }
+        cursor += 11;
+        if (value == 0) {
+            ended = true;
+            break;
+        }
+        outByte = value;
+        do8000PutOneByte();
+    }
+    setBitCursor(cursor);
+    if (ended) std::memset(bits8, 0, sizeof bits8);
+    return ended;
+}
+
 void CNCOA_HashUnpacker::do1000ProcessLowValues() {
     do2000Get3Bits();
     while (bits3[0] && bits3[1] && bits3[2]) {
         do3000PutLowValues();
+        skipRunInBlock();
         do2000Get3Bits();
     }
     do3000PutLowValues();
@@ -140,7 +221,23 @@ void CNCOA_HashUnpacker::do3000PutLowValues() {
     bits8[7] = bits3[2];
     packByte(scratch, bits8);
     outByte = 0;
-    for (; scratch > 0; --scratch) do8000PutOneByte();
+    if (scratch > 0) putZeros(scratch);
+    scratch = 0;
+}
+
+void CNCOA_HashUnpacker::putZeros(uint32_t count) {
+    // count times do8000PutOneByte with outByte 0, a block piece at a time.
+    while (count > 0) {
+        const uint32_t room = static_cast<uint32_t>(kBlockSize - outPos);
+        const uint32_t n = count < room ? count : room;
+        std::memset(outBuf + outPos, 0, n);
+        outPos += static_cast<int32_t>(n);
+        count -= n;
+        if (outPos == kBlockSize) {
+            if (hx_fio_putb(outFile, outBuf, kBlockSize) != kBlockSize) throw fio_file_error(QVNCOA_ERR_FILE_WRITE, outPath);
+            outPos = 0;
+        }
+    }
 }
 
 void CNCOA_HashUnpacker::do4000Get8Bits() {

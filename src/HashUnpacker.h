@@ -55,6 +55,21 @@ private:
     void do6000PutData();
     void do7000GetOneByte();
     void do8000PutOneByte();
+    // Read many bits at a time where the input block holds them: whole items
+    // (true when it met the end of the stream), or the groups of 7 of a run.
+    bool unpackInBlock();
+    void skipRunInBlock();
+    // Bit place in inBuf of the next bit, and back.
+    uint32_t bitCursor() const;
+    void setBitCursor(uint32_t cursor);
+    // 64 bits of inBuf from a bit place; the window must lie in the block.
+    uint64_t windowAt(uint32_t cursor) const;
+    // Groups of 7 on top of a window, at most 18 (54 of its 57 sure bits).
+    static uint32_t runGroups(uint64_t window);
+    // Last bit place from which a window lies wholly inside the block.
+    enum : uint32_t { kWindowLimit = (kBlockSize - 8) * 8 };
+    // do8000PutOneByte of a zero byte, count times over.
+    void putZeros(uint32_t count);
     static void packByte(unsigned char& out, const unsigned char* bits);
     static void unPackByte(unsigned char value, unsigned char* bits);
 
