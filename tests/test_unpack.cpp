@@ -281,6 +281,20 @@ TEST(PackedFormat, InputEndingMidCodeReadsTheLastBlockAgain) {
     EXPECT_EQ(got, want);
 }
 
+TEST(PackedFormat, RandomBytesGiveAnOutcomeNeverACrash) {
+    TempRoot t;
+    std::mt19937 rng(1515);
+    for (int i = 0; i < 300; ++i) {
+        std::string junk(rng() % 3000, '\0');
+        // Skewed towards one bits, as packed sections are, so that runs are long.
+        for (auto& c : junk) c = static_cast<char>(rng() % 4 ? 0xFF : rng());
+        int rc = 0;
+        const std::string out = unpackBytes(t, junk, &rc);
+        EXPECT_TRUE(rc == QVNCOA_OK || rc == QVNCOA_ERR_FILE_OPEN) << rc;
+        EXPECT_EQ(out.size() % 512, 0u);
+    }
+}
+
 TEST(PackedFiles, MissingSourceUnwritableOutputAndFullDisk) {
     TempRoot t;
     t.write("ok.SZP", bits(run(70000) + literal('Z') + run(1679) + kEnd));
