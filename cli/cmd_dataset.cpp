@@ -30,6 +30,7 @@ struct BuildOptions {
     std::string releaseDate;
     int sequence = -1;
     bool quiet = false;
+    bool packed = false;
 };
 
 void runBuild(const BuildOptions& o) {
@@ -43,10 +44,12 @@ void runBuild(const BuildOptions& o) {
         world.dataset.sequence = o.sequence;
 
     const qvw::DataSetKind kind = kindOf(o.kind);
-    const qvw::BuildReport r = qvw::DataSetWriter(world, o.outDir, kind).write();
+    qvw::DataSetWriter writer(world, o.outDir, kind);
+    writer.setPacked(o.packed);
+    const qvw::BuildReport r = writer.write();
     if (o.quiet)
         return;
-    fmt::print("Data set written to {}\n", r.root);
+    fmt::print("Data set written to {}{}\n", r.root, o.packed ? " (hash sections packed)" : "");
     fmt::print("  {} kind, release date {}, sequence {}, set letter {}\n", o.kind, r.releaseDate, r.sequence,
                static_cast<char>(world.dataset.setLetter + (kind == qvw::DataSetKind::Flat ? 1 : 0)));
     fmt::print("  {} files, {} bytes\n", r.filesWritten, r.bytesWritten);
@@ -70,6 +73,7 @@ struct SynthCommandOptions {
     std::string names = QV_DEFAULT_KB;
     std::string releaseDate;
     bool quiet = false;
+    bool packed = false;
 };
 
 double secondsSince(std::chrono::steady_clock::time_point t) {
@@ -93,7 +97,9 @@ void runSynth(const SynthCommandOptions& o) {
     const double made = secondsSince(t);
 
     t = std::chrono::steady_clock::now();
-    const qvw::BuildReport r = qvw::DataSetWriter(world, o.outDir, kindOf(o.kind)).write();
+    qvw::DataSetWriter writer(world, o.outDir, kindOf(o.kind));
+    writer.setPacked(o.packed);
+    const qvw::BuildReport r = writer.write();
     const double written = secondsSince(t);
     if (!o.quiet) {
         fmt::print("Synthetic data set written to {} ({:.1f} s to generate, {:.1f} s to write)\n", r.root, made,
@@ -150,6 +156,7 @@ void addDatasetCommand(CLI::App& app) {
         ->capture_default_str()
         ->check(CLI::IsMember({"hash", "flat"}));
     build->add_flag("-q,--quiet", opts->quiet, "Print nothing on success");
+    build->add_flag("--packed", opts->packed, "Write the hash sections packed (.SZP), as the USPS delivers them");
     build->callback([opts] { runBuild(*opts); });
 
     auto so = std::make_shared<SynthCommandOptions>();
@@ -171,9 +178,11 @@ void addDatasetCommand(CLI::App& app) {
         ->capture_default_str()
         ->check(CLI::IsMember({"hash", "flat"}));
     synth->add_flag("-q,--quiet", so->quiet, "Print nothing on success");
+    synth->add_flag("--packed", so->packed, "Write the hash sections packed (.SZP), as the USPS delivers them");
     synth->callback([so] { runSynth(*so); });
 
     addIndexCommand(*dataset);
+    addDatasetUnpackCommand(*dataset);
 }
 
 } // namespace ncoa_cli

@@ -13,6 +13,8 @@ struct ExitStatus {
 
 // `ncoa dataset build WORLD.json OUTDIR`
 void addDatasetCommand(CLI::App& app);
+// `ncoa dataset unpack DIR [--file F]`, under the dataset command
+void addDatasetUnpackCommand(CLI::App& dataset);
 // `ncoa info DIR`, `ncoa prove DIR` (or --data DIR)
 void addProveCommands(CLI::App& app);
 // `ncoa dataset index DIR`, under the dataset command

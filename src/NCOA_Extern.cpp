@@ -5,6 +5,7 @@
 #include <new>
 
 #include "DataTables.h"
+#include "HashUnpacker.h"
 #include "NCOA.h"
 #include "NCOA_Utils.h"
 #include "qvncoa.h"
@@ -160,6 +161,24 @@ QVNCOA_API int qvncoa_buildFlatIndexFiles(const char* dataRoot, const qvncoa_pro
     return atBoundary(errorText, [&]() -> int {
         if (dataRoot == nullptr || *dataRoot == '\0') return QVNCOA_ERR_ARGUMENT;
         return buildFlatIndexFiles(dataRoot, progress);
+    });
+}
+
+QVNCOA_API int qvncoa_unpackHashFolder(const char* from, const char* to, const qvncoa_prog_cb_t* progress,
+                                       char* errorText) {
+    return atBoundary(errorText, [&]() -> int {
+        // A stop by the progress function is no failure here: the files done stay done.
+        CNCOA_HashUnpacker unpacker;
+        unpacker.UnpackFolder(from, to, progress);
+        return QVNCOA_OK;
+    });
+}
+
+QVNCOA_API int qvncoa_unpackHashFile(const char* from, const char* to, char* errorText) {
+    return atBoundary(errorText, [&]() -> int {
+        CNCOA_HashUnpacker unpacker;
+        unpacker.UnpackFile(from, to);
+        return QVNCOA_OK;
     });
 }
 

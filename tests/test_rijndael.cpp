@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <openssl/evp.h>
 
+#include <algorithm>
 #include <cstring>
 #include <random>
 #include <stdexcept>
@@ -50,35 +51,18 @@ const std::string kLogic = typeid(std::logic_error).name();
 
 }  // namespace
 
-TEST(Rijndael, Fips197AppendixCVectorsAllKeySizes) {
-    const std::string plain = unhex("00112233445566778899aabbccddeeff");
-    const struct {
-        int keyLength;
-        const char* cipher;
-    } cases[] = {{16, "69c4e0d86a7b0430d8cdb78070b4c55a"},
-                 {24, "dda97ca4864cdfe06eaf70a0ec0d7191"},
-                 {32, "8ea2b7ca516745bfeafc49904b496089"}};
-    for (const auto& c : cases) {
-        CRijndael r;
-        const std::string key = counting(size_t(c.keyLength));
-        r.MakeKey(key.data(), CRijndael::sm_chain0, c.keyLength, 16);
-        EXPECT_EQ(r.GetRounds(), c.keyLength / 4 + 6);
-        char out[16], back[16];
-        r.EncryptBlock(plain.data(), out);
-        EXPECT_EQ(std::string(out, 16), unhex(c.cipher)) << c.keyLength;
-        r.DecryptBlock(out, back);
-        EXPECT_EQ(std::string(back, 16), plain) << c.keyLength;
-    }
-}
-
-// The wider blocks against a plain textbook implementation of the proposal
-// (state bytes, ShiftRow offsets 1-2-3 or 1-3-4, MixColumn by field products):
-// key 00 01 02 ..., block 00 11 22 ...
-TEST(Rijndael, WiderBlocksGiveTheProposalsResult) {
+// Key 00 01 02 ... of each length. The 16-byte block 00 11 22 ... ff gives the
+// FIPS-197 appendix C vectors; the wider blocks, 00 11 22 ... again, the
+// result of a plain textbook implementation of the proposal (state bytes,
+// ShiftRow offsets 1-2-3 or 1-3-4, MixColumn by field products).
+TEST(Rijndael, KnownAnswersForEveryKeyAndBlockSize) {
     const struct {
         int keyLength, blockSize;
         const char* cipher;
     } cases[] = {
+        {16, 16, "69c4e0d86a7b0430d8cdb78070b4c55a"},
+        {24, 16, "dda97ca4864cdfe06eaf70a0ec0d7191"},
+        {32, 16, "8ea2b7ca516745bfeafc49904b496089"},
         {16, 24, "e64018d211d8349b350f38893d7d23899fece7a9aca7c6ba"},
         {16, 32, "98c6f98ba9631b91c34f431e0887c561b6ac44c985cecd38dbc4cb30b9170d2f"},
         {24, 24, "78be2d48f76d71da6966f3a175fb71ad66b70b2076c3cf1d"},
@@ -91,9 +75,13 @@ TEST(Rijndael, WiderBlocksGiveTheProposalsResult) {
         for (size_t i = 0; i < block.size(); ++i) block[i] = char(0x11 * i);
         CRijndael r;
         r.MakeKey(counting(size_t(c.keyLength)).data(), CRijndael::sm_chain0, c.keyLength, c.blockSize);
-        char out[32];
+        const int larger = std::max(c.keyLength, c.blockSize);
+        EXPECT_EQ(r.GetRounds(), larger == 16 ? 10 : larger == 24 ? 12 : 14);
+        char out[32], back[32];
         r.EncryptBlock(block.data(), out);
         EXPECT_EQ(std::string(out, size_t(c.blockSize)), unhex(c.cipher)) << c.keyLength << "/" << c.blockSize;
+        r.DecryptBlock(out, back);
+        EXPECT_EQ(std::string(back, size_t(c.blockSize)), block) << c.keyLength << "/" << c.blockSize;
     }
 }
 
@@ -122,35 +110,19 @@ TEST(Rijndael, Aes192AgreesWithOpenSslOnRandomKeysAndBlocks) {
     EVP_CIPHER_CTX_free(ctx);
 }
 
-TEST(Rijndael, EveryKeyAndBlockSizeRoundTrips) {
+TEST(Rijndael, EveryKeyAndBlockSizeRoundTripsRandomBlocks) {
     std::mt19937 rng(7);
     for (int keyLength : {16, 24, 32})
         for (int blockSize : {16, 24, 32}) {
             CRijndael r;
-            const std::string key = randomBytes(rng, size_t(keyLength));
-            r.MakeKey(key.data(), CRijndael::sm_chain0, keyLength, blockSize);
-            const int larger = std::max(keyLength, blockSize);
-            EXPECT_EQ(r.GetRounds(), larger == 16 ? 10 : larger == 24 ? 12 : 14);
+            r.MakeKey(randomBytes(rng, size_t(keyLength)).data(), CRijndael::sm_chain0, keyLength, blockSize);
             for (int i = 0; i < 200; ++i) {
                 const std::string block = randomBytes(rng, size_t(blockSize));
-                const size_t n = size_t(blockSize);
-                std::vector<char> out(n), back(n);
-                r.EncryptBlock(block.data(), out.data());
-                ASSERT_NE(std::string(out.data(), out.size()), block);
-                r.DecryptBlock(out.data(), back.data());
-                ASSERT_EQ(std::string(back.data(), back.size()), block) << keyLength << "/" << blockSize;
+                char out[32], back[32];
+                r.EncryptBlock(block.data(), out);
+                r.DecryptBlock(out, back);
+                ASSERT_EQ(std::string(back, size_t(blockSize)), block) << keyLength << "/" << blockSize;
             }
-            // One flipped key bit changes the whole block.
-            std::string other = key;
-            other[0] ^= 1;
-            CRijndael r2;
-            r2.MakeKey(other.data(), CRijndael::sm_chain0, keyLength, blockSize);
-            const std::string zero(size_t(blockSize), '\0');
-            const size_t n = size_t(blockSize);
-            std::vector<char> c1(n), c2(n);
-            r.EncryptBlock(zero.data(), c1.data());
-            r2.EncryptBlock(zero.data(), c2.data());
-            EXPECT_NE(c1, c2);
         }
 }
 

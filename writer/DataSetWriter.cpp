@@ -1,4 +1,5 @@
 #include "DataSetWriter.h"
+#include "Packer.h"
 
 #include "NameLists.h"
 
@@ -178,6 +179,17 @@ void DataSetWriter::emit(int disc, const std::string& relPath, const std::string
     emit(disc, relPath, textBytes(text), listed);
 }
 
+void DataSetWriter::emitSection(int disc, const std::string& name, const Bytes& data) {
+    if (!packed_) {
+        emit(disc, name, data);
+        return;
+    }
+    emit(disc, name + ".SZP", packSection(data, name), false);
+    // The header proves the file that unpacking gives.
+    const fs::path unpacked = fs::path(root_) / kDisc[disc] / name;
+    manifest_.addDigested(disc, name, unpacked.string(), data.size(), sha1Of(data.data(), data.size()));
+}
+
 BuildReport DataSetWriter::write() {
     report_ = BuildReport{};
     manifest_ = Manifest{};
@@ -235,7 +247,7 @@ BuildReport DataSetWriter::write() {
 void DataSetWriter::writeHashStripes() {
     for (char letter = 'a'; letter <= 'z'; ++letter)
         for (int section = 1; section <= 9; ++section)
-            emit(1, std::string("clk.") + letter + ".hs" + std::to_string(section), hash_->section(letter, section));
+            emitSection(1, std::string("clk.") + letter + ".hs" + std::to_string(section), hash_->section(letter, section));
 }
 
 void DataSetWriter::writeFlatFiles() {
@@ -250,7 +262,7 @@ const std::vector<std::uint64_t>& DataSetWriter::filingEmdps() const {
 
 void DataSetWriter::writeHashFilters() {
     for (char letter = 'a'; letter <= 'z'; ++letter)
-        emit(2, std::string("clk.") + letter + ".hs0", hash_->section(letter, 0));
+        emitSection(2, std::string("clk.") + letter + ".hs0", hash_->section(letter, 0));
 }
 
 // Nine-probe bit tables over the SHA-1 of an EMDP. The probes need the whole

@@ -54,6 +54,11 @@ public:
     // returns what was written. Throws WriterError.
     BuildReport write();
 
+    // Writes the hash sections packed, as "<name>.SZP", as the USPS delivers
+    // them; the headers still list the unpacked files. Each section must be a
+    // whole number of 512-byte blocks.
+    void setPacked(bool packed) { packed_ = packed; }
+
     // ZIPs of zip.lst in order; a filing's ZIP index is its place plus 1.
     // The file carries one guard line more, since the reader refuses the
     // index of its last line.
@@ -108,6 +113,8 @@ private:
     // Writes one file; `listed` puts it on its disc's header.
     void emit(int disc, const std::string& relPath, const Bytes& data, bool listed = true);
     void emit(int disc, const std::string& relPath, const std::string& text, bool listed = true);
+    // One hash section, packed or not.
+    void emitSection(int disc, const std::string& name, const Bytes& data);
 
     const World& world_;
     std::string root_;
@@ -121,6 +128,7 @@ private:
     std::unique_ptr<HashEncoder> hash_;
     DataSetKind kind_ = DataSetKind::Hash;
     std::unique_ptr<FlatEncoder> flat_;
+    bool packed_ = false;
 };
 
 // Today's local date as YYYYMMDD, and a YYYYMMDD date moved by `days`.

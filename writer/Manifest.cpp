@@ -10,13 +10,23 @@ void Manifest::add(int disc, const std::string& name, const std::string& path) {
     for (const auto& e : discs_[disc - 1])
         if (e.name == name)
             throw WriterError("manifest: " + name + " listed twice on one disc");
-    discs_[disc - 1].push_back({name, path, 0, {}});
+    discs_[disc - 1].push_back({name, path, 0, {}, false});
+}
+
+void Manifest::addDigested(int disc, const std::string& name, const std::string& path, std::uint64_t size,
+                           const Sha1Digest& sha1) {
+    add(disc, name, path);
+    ManifestEntry& e = discs_[disc - 1].back();
+    e.size = size;
+    e.sha1 = sha1;
+    e.digested = true;
 }
 
 void Manifest::computeDigests() {
     for (auto& disc : discs_)
         for (auto& e : disc)
-            e.sha1 = sha1OfFile(e.path, e.size);
+            if (!e.digested)
+                e.sha1 = sha1OfFile(e.path, e.size);
 }
 
 namespace {

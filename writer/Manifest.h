@@ -14,6 +14,7 @@ struct ManifestEntry {
     std::string path; // where it was written
     std::uint64_t size = 0;
     Sha1Digest sha1{};
+    bool digested = false; // size and sha1 known already (a file written packed)
 };
 
 // The fields of lines 0 to 6 of a disc header.
@@ -33,6 +34,10 @@ class Manifest {
 public:
     // Registers a written file for the header of `disc` (1 or 2).
     void add(int disc, const std::string& name, const std::string& path);
+    // Registers a file whose listed content is not what lies at `path`: a
+    // packed file, listed by the name, size and SHA-1 it unpacks to.
+    void addDigested(int disc, const std::string& name, const std::string& path, std::uint64_t size,
+                     const Sha1Digest& sha1);
     // Reads every registered file back and records its size and SHA-1.
     void computeDigests();
     const std::vector<ManifestEntry>& entries(int disc) const { return discs_[disc - 1]; }
