@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "DataSetWriter.h"
+#include "Synth.h"
 #include "World.h"
 #include "qvav.h"
 
@@ -248,6 +249,55 @@ TEST_F(QvavConfirm, OpenFailsWithTheMissingPathAndThreadsAgree) {
         });
     for (auto& th : threads) th.join();
     EXPECT_EQ(mismatches, std::vector<int>(4, 0));
+}
+
+// A synthetic list written free-form, as people keep it (words spelled out,
+// lower case, "Apt" or "#", commas, no ZIP+4), comes back with the ZIP+4,
+// numbers and record type of its split, coded columns, row for row.
+TEST(QvavSynth, FreeFormRowsCodeToTheSplitColumns) {
+    const std::string root = (fs::temp_directory_path() / ("qv-qvav-synth-" + std::to_string(::getpid()))).string();
+    qvw::SynthOptions opt;
+    opt.filings = 3000;
+    qvw::SynthGenerator gen(opt);
+    qvw::DataSetWriter(gen.world(), root).write();
+    const auto rows = gen.makeList(3000, 0.1, 11);
+    const std::pair<const char*, const char*> spelled[] = {
+        {" ST", " Street"},   {" AVE", " Avenue"}, {" RD", " Road"},       {" DR", " Drive"},
+        {" LN", " Lane"},     {" CT", " Court"},   {" BLVD", " Boulevard"}, {" PL", " Place"},
+        {" TER", " Terrace"}, {" CIR", " Circle"}, {"N ", "North "},        {"S ", "South "},
+        {"E ", "East "},      {"W ", "West "}};
+    qvav_context* av = nullptr;
+    char err[1024];
+    ASSERT_EQ(qvav_open(&av, root.c_str(), err), 0) << err;
+    std::size_t same = 0;
+    for (std::size_t i = 0; i < rows.size(); ++i) {
+        const auto& r = rows[i];
+        std::string street = r.street;
+        if (i % 2)
+            for (const auto& sp : spelled) {
+                const std::string from = sp.first;
+                const std::size_t at = from[0] == ' ' ? street.rfind(from) : street.find(from);
+                if (at != std::string::npos && (from[0] != ' ' ? at == 0 : at + from.size() == street.size()))
+                    street.replace(at, from.size(), sp.second);
+            }
+        std::string line = r.primary + " " + street;
+        if (!r.secondary.empty()) line += i % 3 ? ", Apt " + r.secondary : " #" + r.secondary;
+        std::string last = r.city + (i % 4 ? ", " : " ") + r.state + " " + r.zip;
+        if (i % 5 == 0)
+            for (char& c : line) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+        void* result = nullptr;
+        ASSERT_EQ(qvav_verify_address(av, 1, r.name.c_str(), "", "", line.c_str(), "", last.c_str(), &result), 0);
+        const Answer a = answerOf(result);
+        const bool ok = a.codes == "00/00" && a.zip == r.zip && a.zip4 == r.zip4 && a.primary == r.primary &&
+                        a.secondary == r.secondary && a.designator == r.designator && a.type == r.recordType;
+        same += ok;
+        if (!ok) ADD_FAILURE() << line << " | " << last << ": " << a.codes << " " << a.zip << "-" << a.zip4 << " "
+                               << a.designator << " " << a.secondary << " " << a.type << " want " << r.zip4;
+        if (!ok && i > 20) break;
+    }
+    EXPECT_EQ(same, rows.size());
+    qvav_close(&av);
+    fs::remove_all(root);
 }
 
 }  // namespace

@@ -90,3 +90,48 @@ TEST(QvavCorpus, ParsesNinetySevenPercentOfEveryForm) {
     std::printf("all            %4zu of %4zu (%.2f%%)\n", right, total, 100.0 * rate);
     EXPECT_GE(rate, 0.97);
 }
+
+TEST(QvavCorpus, BadInputGetsAResultCodeAndNeverBreaksTheRecord) {
+    qvav_context* av = nullptr;
+    char err[1024];
+    ASSERT_EQ(qvav_open(&av, nullptr, err), 0);
+    std::string longLine(10000, 'A');
+    for (std::size_t i = 0; i < longLine.size(); i += 7) longLine[i] = ' ';
+    std::string binary;
+    for (int i = 1; i < 256; ++i) binary += static_cast<char>(i);
+    std::string numbers;
+    for (int i = 0; i < 3000; ++i) numbers += "12 ";
+    const std::string hashes(5000, '#');
+    const std::string punctuation = ".,;:!?-/#'&()[]{}\"*";
+    const char* cases[][3] = {{"", "", ""},
+                              {longLine.c_str(), longLine.c_str(), longLine.c_str()},
+                              {binary.c_str(), binary.c_str(), binary.c_str()},
+                              {numbers.c_str(), "", numbers.c_str()},
+                              {hashes.c_str(), hashes.c_str(), ""},
+                              {punctuation.c_str(), "", punctuation.c_str()},
+                              {"PO BOX", "", "12345-"},
+                              {"RR", "APT", "NY"},
+                              {"123 APT", "#", "-----"},
+                              {nullptr, nullptr, nullptr}};
+    const char* expected[] = {"20", "", "", "", "20", "20", "", "", "", "20"};
+    for (std::size_t k = 0; k < sizeof cases / sizeof cases[0]; ++k) {
+        void* result = nullptr;
+        ASSERT_EQ(qvav_verify_address(av, 1, nullptr, nullptr, nullptr, cases[k][0], cases[k][1], cases[k][2], &result), 0);
+        const char* r1 = text(result, QVAV_ADDR_RESULT1);
+        const char* r2 = text(result, QVAV_ADDR_RESULT2);
+        EXPECT_EQ(std::strlen(r1), 2u) << k;
+        EXPECT_EQ(std::strlen(r2), 2u) << k;
+        if (*expected[k]) {
+            EXPECT_STREQ(r1, expected[k]) << k;
+        }
+        // Every text field stays inside its width.
+        for (int off : {QVAV_ADDR_PRIMARY, QVAV_ADDR_STREET, QVAV_ADDR_SECONDARY, QVAV_ADDR_URBANIZATION})
+            EXPECT_LT(std::strlen(text(result, off)), 41u) << k;
+        EXPECT_LT(std::strlen(text(result, QVAV_ADDR_CITY)), 209u) << k;
+    }
+    void* result = nullptr;
+    EXPECT_EQ(qvav_verify_address(nullptr, 1, "", "", "", "1 Main St", "", "", &result), QVAV_ERR_ARGUMENT);
+    EXPECT_EQ(qvav_verify_address(av, 1, "", "", "", "1 Main St", "", "", nullptr), QVAV_ERR_ARGUMENT);
+    qvav_close(&av);
+    qvav_close(nullptr);
+}
