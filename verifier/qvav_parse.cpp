@@ -16,6 +16,7 @@ struct Token {
     const char* s;
     unsigned len;
     bool commaBefore;
+    const WordInfo* w;  // the word's tables, looked up once; null when in none
 };
 
 // The words of one line, upper case, NUL-ended in buf. Punctuation splits
@@ -49,7 +50,7 @@ void tokenize(const char* line, Tokens& tk) {
     auto put = [&](char c) -> bool {
         if (cur < 0) {
             if (tk.n == kMaxTokens) return false;
-            tk.t[tk.n] = Token{tk.buf + used, 0, comma};
+            tk.t[tk.n] = Token{tk.buf + used, 0, comma, nullptr};
             comma = false;
             cur = tk.n++;
         }
@@ -96,6 +97,10 @@ void tokenize(const char* line, Tokens& tk) {
         if (!ok) break;
     }
     close();
+    // No table word begins with a figure.
+    const Words& words = Words::get();
+    for (int j = 0; j < tk.n; ++j)
+        if (!isDigit(static_cast<unsigned char>(tk.t[j].s[0]))) tk.t[j].w = words.find(tk.t[j].s, tk.t[j].len);
 }
 
 inline bool eq(const Token& t, const char* s) {
@@ -122,6 +127,7 @@ inline bool isLetter(const Token& t) { return t.len == 1 && isAlpha(static_cast<
 
 // Info of the k words from i, joined by one blank.
 const WordInfo* lookup(const Token* t, int i, int k) {
+    if (k == 1) return t[i].w;
     char key[4 * kMaxTokenChars + 8];
     std::size_t n = 0;
     for (int j = i; j < i + k; ++j) {
@@ -214,7 +220,7 @@ void buildName(const Token* t, int i, int e, bool hasSuffix, Parsed& out) {
         }
     }
     for (int j = i; j < e; ++j) {
-        const WordInfo* w = words.find(t[j].s, t[j].len);
+        const WordInfo* w = t[j].w;
         // "TWENTY FIRST" and "TWENTY-FIRST" read 21ST.
         const char* hyphen = static_cast<const char*>(std::memchr(t[j].s, '-', t[j].len));
         if (hyphen && !hasDigit(t[j])) {
@@ -231,7 +237,7 @@ void buildName(const Token* t, int i, int e, bool hasSuffix, Parsed& out) {
         if (w && w->ordinal) {
             const bool tensWord = std::strlen(w->ordinal) == 2 && w->ordinal[1] == '0';
             if (tensWord && j + 1 < e) {
-                const WordInfo* u = words.find(t[j + 1].s, t[j + 1].len);
+                const WordInfo* u = t[j + 1].w;
                 if (u && u->ordinal && u->ordinal[1] > '9') {  // a single-figure ordinal
                     char buf[8] = {w->ordinal[0], 0};
                     std::strcat(buf, u->ordinal);
@@ -270,7 +276,7 @@ void buildName(const Token* t, int i, int e, bool hasSuffix, Parsed& out) {
 // Returns the number of words the designator takes (1), or 0.
 bool unitAt(const Token* t, int n, int j) {
     if (isHash(t[j])) return true;
-    const WordInfo* w = Words::get().find(t[j].s, t[j].len);
+    const WordInfo* w = t[j].w;
     if (!w || !w->unit) return false;
     if (w->unitNeedsNumber) {
         if (j + 1 >= n) return false;
@@ -295,7 +301,7 @@ void readUnit(const Token* t, int n, int j, Parsed& out) {
     if (isHash(t[j])) {
         setField(out.designator, "#");
     } else {
-        const WordInfo* w = Words::get().find(t[j].s, t[j].len);
+        const WordInfo* w = t[j].w;
         setField(out.designator, w && w->unit ? w->unit : "#");
     }
     int k = j + 1;
@@ -313,7 +319,7 @@ void parseStreet(const Token* t, int n, Parsed& out) {
         return;
     }
     // Urbanization in front: "URB LAS GLADIOLAS 150 CALLE A".
-    if (int k = matchKeyword(t, n, i, KW_URB)) {
+    if (int k = startsDigit(t[i]) ? 0 : matchKeyword(t, n, i, KW_URB)) {
         int j = i + k;
         char urb[41] = {0};
         while (j < n && !startsDigit(t[j])) appendWord(urb, t[j].s, t[j].len), ++j;
@@ -324,6 +330,8 @@ void parseStreet(const Token* t, int n, Parsed& out) {
             return;
         }
     }
+    // The special forms all begin with a word; most lines begin with a house number.
+    if (startsDigit(t[i])) goto street;
     // PO box: a spelling and a number.
     if (int k = matchKeyword(t, n, i, KW_POBOX)) {
         int j = i + k;
@@ -384,6 +392,7 @@ void parseStreet(const Token* t, int n, Parsed& out) {
         return;
     }
 
+street:
     out.kind = 'S';
     if (startsDigit(t[i])) {
         setField(out.primary, t[i]);
@@ -418,7 +427,7 @@ void parseStreet(const Token* t, int n, Parsed& out) {
     }
     // "120 MAIN ST 4B": a number behind the suffix or directional is a unit.
     if (e == n && n - i >= 3 && hasDigit(t[n - 1])) {
-        const WordInfo* w = words.find(t[n - 2].s, t[n - 2].len);
+        const WordInfo* w = t[n - 2].w;
         if (w && (w->suffix || w->direction) && !endsHighwayName(t, i, n - 2)) {
             e = n - 1;
             setField(out.designator, "#");
@@ -427,7 +436,7 @@ void parseStreet(const Token* t, int n, Parsed& out) {
     }
     // Post-directional, suffix, pre-directional, then the name.
     if (e - i >= 2) {
-        const WordInfo* w = words.find(t[e - 1].s, t[e - 1].len);
+        const WordInfo* w = t[e - 1].w;
         if (w && w->direction) {
             setField(out.postdir, w->direction);
             --e;
@@ -435,7 +444,7 @@ void parseStreet(const Token* t, int n, Parsed& out) {
     }
     bool hasSuffix = false;
     if (e - i >= 2) {
-        const WordInfo* w = words.find(t[e - 1].s, t[e - 1].len);
+        const WordInfo* w = t[e - 1].w;
         if (w && w->suffix) {
             setField(out.suffix, w->suffix);
             hasSuffix = true;
@@ -443,10 +452,10 @@ void parseStreet(const Token* t, int n, Parsed& out) {
         }
     }
     if (e - i >= 2) {
-        const WordInfo* w = words.find(t[i].s, t[i].len);
+        const WordInfo* w = t[i].w;
         if (w && w->direction) {
             // "N W MAIN": two single letters make NW.
-            const WordInfo* w2 = words.find(t[i + 1].s, t[i + 1].len);
+            const WordInfo* w2 = t[i + 1].w;
             if (e - i >= 3 && t[i].len == 1 && t[i + 1].len == 1 && w2 && w2->direction &&
                 (t[i].s[0] == 'N' || t[i].s[0] == 'S') && (t[i + 1].s[0] == 'E' || t[i + 1].s[0] == 'W')) {
                 const char both[3] = {t[i].s[0], t[i + 1].s[0], 0};
@@ -516,13 +525,13 @@ int lastLineStart(const Tokens& tk) {
     const int n = tk.n;
     if (n < 3) return -1;
     const Token& z = tk.t[n - 1];
-    const bool zipLike = z.len >= 5 && startsDigit(z) && allDigits(Token{z.s, 5, false});
-    const WordInfo* w = Words::get().find(z.s, z.len);
+    const bool zipLike = z.len >= 5 && startsDigit(z) && allDigits(Token{z.s, 5, false, nullptr});
+    const WordInfo* w = z.w;
     if (!zipLike && !(w && w->state)) return -1;
     // The first comma behind which no unit or directional follows.
     for (int j = 1; j < n; ++j) {
         if (!tk.t[j].commaBefore) continue;
-        const WordInfo* wj = Words::get().find(tk.t[j].s, tk.t[j].len);
+        const WordInfo* wj = tk.t[j].w;
         if (isHash(tk.t[j]) || (wj && (wj->unit || wj->direction) && j + 2 < n && !tk.t[j + 1].commaBefore &&
                                 (wj->direction || hasDigit(tk.t[j + 1]))) ||
             (wj && wj->direction && (j + 1 == n || tk.t[j + 1].commaBefore)))
