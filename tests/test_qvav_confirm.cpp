@@ -77,6 +77,9 @@ protected:
         world.ranges.push_back(range("60614", "2301", "2301", 'S', 100, 198, 'E', "S", "MAIN", "ST"));
         world.ranges.push_back(range("60614", "5000", "5009", 'S', 200, 218, 'E', "", "WEBSTER", "AVE"));
         world.ranges.push_back(range("22201", "4200", "4200", 'R', 1, 99, 'B', "", "RR 2", ""));
+        // Two ranges of one street that overlap under different add-ons.
+        world.ranges.push_back(range("60614", "6000", "6000", 'S', 300, 398, 'E', "", "ARMITAGE", "AVE"));
+        world.ranges.push_back(range("60614", "6001", "6001", 'S', 350, 398, 'E', "", "ARMITAGE", "AVE"));
         qvw::DataSetWriter(world, root_).write();
         char err[1024] = {};
         ASSERT_EQ(qvav_open(&av_, root_.c_str(), err), 0) << err;
@@ -157,6 +160,8 @@ TEST_F(QvavConfirm, AddressesNotFoundKeepTheirComponentsAndSayWhy) {
     EXPECT_EQ(a.codes, "10/15");
     a = verify("150 Main St", "Chicago IL 60614");
     EXPECT_EQ(a.codes, "10/18");
+    EXPECT_EQ(verify("350 Armitage Ave", "Chicago IL 60614").codes, "10/18");
+    EXPECT_EQ(verify("310 Armitage Ave", "Chicago IL 60614").zip4, "6000");
     a = verify("150 S Main St", "Chicago IL 60614");
     EXPECT_EQ(a.codes + a.zip4, "00/002301");
     a = verify("PO Box 150", "San Francisco CA 94110");

@@ -330,7 +330,7 @@ int AddressData::matchStreet(const Parsed& p, std::uint32_t zip5, const char* na
     const Range* street = nullptr;
     int streets = 0;
     const Range *unitRange = nullptr, *plainRange = nullptr;
-    bool anyUnitRanges = false;
+    bool anyUnitRanges = false, plainClash = false, unitClash = false, unitSame = false;
     for (auto it = lo; it != hi; ++it) {
         const Range& r = *it;
         if (!r.pnoLo || compareHouse(house, pnoKeys[r.pnoLo]) < 0) continue;
@@ -348,23 +348,36 @@ int AddressData::matchStreet(const Parsed& p, std::uint32_t zip5, const char* na
         }
         const bool hasUnits = r.snoLo != 0;
         anyUnitRanges |= hasUnits;
+        // Two ranges that hold the same address under different ZIP+4s
+        // leave it undecided, as overlapping ranges do.
         if (!hasUnits) {
-            if (!plainRange) plainRange = &r;
+            if (!plainRange)
+                plainRange = &r;
+            else if (r.addonLow != plainRange->addonLow)
+                plainClash = true;
             continue;
         }
         if (unit.blank) continue;
         if (compareHouse(unit, snoKeys[r.snoLo]) < 0) continue;
         if (compareHouse(unit, snoKeys[r.snoHi ? r.snoHi : r.snoLo]) > 0) continue;
         if (!parityHolds(r.sparity, unit)) continue;
-        // A written designator other than "#" must agree, where the range has one.
-        const char* want = p.designator;
-        if (*want && std::strcmp(want, "#") != 0 && r.dsc && std::strcmp(want, dsc.at(r.dsc)) != 0 && unitRange)
-            continue;
-        if (!unitRange || (*want && r.dsc && std::strcmp(want, dsc.at(r.dsc)) == 0)) unitRange = &r;
+        // A range whose designator is the written one comes first.
+        const bool same = *p.designator && r.dsc && std::strcmp(p.designator, dsc.at(r.dsc)) == 0;
+        if (!unitRange || (same && !unitSame)) {
+            unitRange = &r;
+            unitSame = same;
+            unitClash = false;
+        } else if (same == unitSame && r.addonLow != unitRange->addonLow) {
+            unitClash = true;
+        }
     }
     if (streets > 1) {
         bestReason = R_AMBIGUOUS;
         return streets;
+    }
+    if ((unitRange && !unit.blank) ? unitClash : plainClash) {
+        bestReason = R_AMBIGUOUS;
+        return 2;
     }
     const int corrected = best ? R_CORRECTED : R_EXACT;
     if (!unit.blank) {
