@@ -303,6 +303,16 @@ int AddressData::matchStreet(const Parsed& p, std::uint32_t zip5, const char* na
     if (lo == ranges.end() || lo->zip5 != zip5 || lo->name != nameIdx) return 0;
     auto hi = lo;
     while (hi != ranges.end() && hi->zip5 == zip5 && hi->name == nameIdx) ++hi;
+    if (p.kind == 'G') {  // general delivery: the ZIP's G range, without numbers
+        for (auto it = lo; it != hi; ++it)
+            if (it->type == 2) {
+                out.range = &*it;
+                out.addon = it->addonLow;
+                out.reason = R_EXACT;
+                return 1;
+            }
+        return 0;
+    }
     // The street is there: from now on the reason is about the number or unit.
     if (bestReason <= R_STREET_NOT_FOUND) bestReason = R_NUMBER_OUT_OF_RANGE;
     if (!p.primary[0]) {

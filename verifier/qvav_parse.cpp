@@ -332,6 +332,11 @@ void parseStreet(const Token* t, int n, Parsed& out) {
     }
     // The special forms all begin with a word; most lines begin with a house number.
     if (startsDigit(t[i])) goto street;
+    if (matchKeyword(t, n, i, KW_GENERAL_DELIVERY)) {
+        out.kind = 'G';
+        setField(out.street, "GENERAL DELIVERY");
+        return;
+    }
     // PO box: a spelling and a number.
     if (int k = matchKeyword(t, n, i, KW_POBOX)) {
         int j = i + k;
@@ -394,7 +399,8 @@ void parseStreet(const Token* t, int n, Parsed& out) {
 
 street:
     out.kind = 'S';
-    if (startsDigit(t[i])) {
+    // A house number, also one that begins with a letter ("N123W4567", "A12").
+    if (startsDigit(t[i]) || (hasDigit(t[i]) && i + 1 < n && !gluedUnit(t[i]))) {
         setField(out.primary, t[i]);
         ++i;
         if (i < n && isFraction(t[i]) && !t[i].commaBefore) {  // "12 1/2"
