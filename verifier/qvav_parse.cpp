@@ -595,9 +595,15 @@ void parseAddress(const char* urbanization, const char* line1, const char* line2
     bool line1HasDigit = false, line2HasDigit = false;
     for (int j = 0; j < n1; ++j) line1HasDigit |= hasDigit(t1.t[j]);
     for (int j = 0; j < t2.n; ++j) line2HasDigit |= hasDigit(t2.t[j]);
-    if (t2.n && (isHash(t2.t[0]) || unitAt(t2.t, t2.n, 0) || gluedUnit(t2.t[0]))) {
+    auto isUnitLine = [](const Tokens& tk, int count) {
+        return count && (isHash(tk.t[0]) || unitAt(tk.t, count, 0) || gluedUnit(tk.t[0]));
+    };
+    if (isUnitLine(t2, t2.n)) {
         append(t1, n1);
         append(t2, t2.n);
+    } else if (isUnitLine(t1, n1) && line2HasDigit) {  // "Apt 4B" above "123 Main St"
+        append(t2, t2.n);
+        append(t1, n1);
     } else if (t2.n && matchKeyword(t2.t, t2.n, 0, KW_URB) && n1) {
         const int k = matchKeyword(t2.t, t2.n, 0, KW_URB);
         if (!out.urbanization[0])
