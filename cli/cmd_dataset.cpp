@@ -3,6 +3,7 @@
 // with --list a mailing list against it whose outcome is known.
 #include "commands.h"
 
+#include "ClientTestWriter.h"
 #include "DataSetWriter.h"
 #include "Synth.h"
 #include "World.h"
@@ -23,6 +24,7 @@ struct BuildOptions {
     std::string outDir;
     std::string releaseDate;
     int sequence = -1;
+    std::string clientTest, clientTestS1;
     bool quiet = false;
 };
 
@@ -37,6 +39,15 @@ void runBuild(const BuildOptions& o) {
         world.dataset.sequence = o.sequence;
 
     const qvw::BuildReport r = qvw::DataSetWriter(world, o.outDir).write();
+    for (const auto& [path, stageOne] : {std::pair{o.clientTest, false}, std::pair{o.clientTestS1, true}}) {
+        if (path.empty())
+            continue;
+        const qvw::ClientTestSummary s = qvw::writeClientTestFile(world, path, stageOne);
+        if (!o.quiet)
+            fmt::print("Client test file written to {} ({} bytes a line): {} records, {} filings and {} names that "
+                       "filed nowhere; {} filings left out (old address in no range)\n",
+                       path, stageOne ? 1000 : 300, s.records, s.filings, s.misses, s.skipped);
+    }
     if (o.quiet)
         return;
     fmt::print("Data set written to {}\n", r.root);
@@ -134,6 +145,10 @@ void addDatasetCommand(CLI::App& app) {
         ->check([](const std::string& d) { return qvw::validDate(d, true) ? std::string() : std::string("YYYYMMDD expected"); });
     build->add_option("--sequence", opts->sequence, "Sequence number of the data set (default: the world's)")
         ->check(CLI::NonNegativeNumber);
+    build->add_option("--client-test", opts->clientTest,
+                      "Also write a client test input file for the world (300-byte lines)");
+    build->add_option("--client-test-s1", opts->clientTestS1,
+                      "Also write a client test input file in the stage-one layout (1000-byte lines)");
     build->add_flag("-q,--quiet", opts->quiet, "Print nothing on success");
     build->callback([opts] { runBuild(*opts); });
 
