@@ -28,6 +28,19 @@ struct BuildOptions {
     bool quiet = false;
 };
 
+// The client test input files of a world, in the layouts asked for.
+void writeClientTests(const qvw::World& world, const std::string& plain, const std::string& stageOnePath, bool quiet) {
+    for (const auto& [path, stageOne] : {std::pair{plain, false}, std::pair{stageOnePath, true}}) {
+        if (path.empty())
+            continue;
+        const qvw::ClientTestSummary s = qvw::writeClientTestFile(world, path, stageOne);
+        if (!quiet)
+            fmt::print("Client test file written to {} ({} bytes a line): {} records, {} filings and {} names that "
+                       "filed nowhere; {} filings left out (old address in no range)\n",
+                       path, stageOne ? 1000 : 300, s.records, s.filings, s.misses, s.skipped);
+    }
+}
+
 void runBuild(const BuildOptions& o) {
     qvw::World world = qvw::loadWorld(o.world);
     if (!o.releaseDate.empty()) {
@@ -39,15 +52,7 @@ void runBuild(const BuildOptions& o) {
         world.dataset.sequence = o.sequence;
 
     const qvw::BuildReport r = qvw::DataSetWriter(world, o.outDir).write();
-    for (const auto& [path, stageOne] : {std::pair{o.clientTest, false}, std::pair{o.clientTestS1, true}}) {
-        if (path.empty())
-            continue;
-        const qvw::ClientTestSummary s = qvw::writeClientTestFile(world, path, stageOne);
-        if (!o.quiet)
-            fmt::print("Client test file written to {} ({} bytes a line): {} records, {} filings and {} names that "
-                       "filed nowhere; {} filings left out (old address in no range)\n",
-                       path, stageOne ? 1000 : 300, s.records, s.filings, s.misses, s.skipped);
-    }
+    writeClientTests(world, o.clientTest, o.clientTestS1, o.quiet);
     if (o.quiet)
         return;
     fmt::print("Data set written to {}\n", r.root);
@@ -68,6 +73,7 @@ struct SynthCommandOptions {
     std::uint64_t seed = 1;
     std::string names = QV_DEFAULT_KB;
     std::string releaseDate;
+    std::string clientTest, clientTestS1;
     bool quiet = false;
 };
 
@@ -104,6 +110,7 @@ void runSynth(const SynthCommandOptions& o) {
         fmt::print("  {} files, {} bytes; filter false-positive rate at most {:.2g}\n", r.filesWritten,
                    r.bytesWritten, r.filterFalsePositiveRate);
     }
+    writeClientTests(world, o.clientTest, o.clientTestS1, o.quiet);
     if (o.list == 0)
         return;
 
@@ -167,6 +174,9 @@ void addDatasetCommand(CLI::App& app) {
     synth->add_option("--names", so->names, "Folder of given_names.txt and surnames.txt")->capture_default_str();
     synth->add_option("--release-date", so->releaseDate, "Release date YYYYMMDD (default: today)")
         ->check([](const std::string& d) { return qvw::validDate(d, true) ? std::string() : std::string("YYYYMMDD expected"); });
+    synth->add_option("--client-test", so->clientTest, "Also write a client test input file (300-byte lines)");
+    synth->add_option("--client-test-s1", so->clientTestS1,
+                      "Also write a client test input file in the stage-one layout (1000-byte lines)");
     synth->add_flag("-q,--quiet", so->quiet, "Print nothing on success");
     synth->callback([so] { runSynth(*so); });
 }

@@ -4,6 +4,7 @@
 #include <fstream>
 #include <set>
 #include <tuple>
+#include <unordered_map>
 
 #include "DataSetWriter.h"
 
@@ -39,31 +40,33 @@ bool inRange(const std::string& number, const std::string& low, const std::strin
     return number.size() == low.size() && number.size() == high.size() && low <= number && number <= high;
 }
 
-const AddressRange* rangeOf(const World& world, const Address& a) {
-    const std::string zip = a.zip9.substr(0, 5);
-    const std::string addon = a.zip9.size() >= 9 ? a.zip9.substr(5, 4) : std::string();
-    const bool withAddon = allDigits(addon) && addon.size() == 4;
-    for (const AddressRange& r : world.ranges) {
-        if (r.zip != zip)
-            continue;
-        if (withAddon && (addon < r.addonLow || addon > r.addonHigh))
-            continue;
-        if (inRange(a.primary, r.primaryLow, r.primaryHigh, r.primaryParity))
-            return &r;
+// The world's ranges by ZIP, so that a large world is not walked once per address.
+class RangeIndex {
+public:
+    explicit RangeIndex(const World& world) {
+        for (const AddressRange& r : world.ranges)
+            byZip_[r.zip].push_back(&r);
     }
-    return nullptr;
-}
+    const AddressRange* find(const Address& a) const {
+        auto it = byZip_.find(a.zip9.substr(0, 5));
+        if (it == byZip_.end())
+            return nullptr;
+        const std::string addon = a.zip9.size() >= 9 ? a.zip9.substr(5, 4) : std::string();
+        const bool withAddon = allDigits(addon) && addon.size() == 4;
+        for (const AddressRange* r : it->second) {
+            if (withAddon && (addon < r->addonLow || addon > r->addonHigh))
+                continue;
+            if (inRange(a.primary, r->primaryLow, r->primaryHigh, r->primaryParity))
+                return r;
+        }
+        return nullptr;
+    }
 
-std::string personName(const PersonName& n) { return join({n.prefix, n.first, n.middle, n.last, n.suffix}); }
+private:
+    std::unordered_map<std::string, std::vector<const AddressRange*>> byZip_;
+};
 
-void put(std::string& line, std::size_t col, std::string_view text, std::size_t width) {
-    line.replace(col, width, padRight(text, width));
-}
-
-} // namespace
-
-std::string clientTestAddressLine(const World& world, const Address& address, char& recordType) {
-    const AddressRange* r = rangeOf(world, address);
+std::string addressLine(const AddressRange* r, const Address& address, char& recordType) {
     if (r == nullptr)
         return std::string();
     recordType = r->recordType == ' ' ? 'S' : r->recordType;
@@ -80,19 +83,43 @@ std::string clientTestAddressLine(const World& world, const Address& address, ch
     return join({address.primary, r->preDir, r->street, r->suffix, r->postDir, unit});
 }
 
-std::string clientTestLastLine(const World& world, const Address& address) {
+std::string personName(const PersonName& n) { return join({n.prefix, n.first, n.middle, n.last, n.suffix}); }
+
+void put(std::string& line, std::size_t col, std::string_view text, std::size_t width) {
+    line.replace(col, width, padRight(text, width));
+}
+
+std::string lastLineOf(const Place* place, const Address& address) {
     std::string zip = address.zip9.substr(0, 5);
     const std::string addon = address.zip9.size() >= 9 ? address.zip9.substr(5, 4) : std::string();
     if (addon.size() == 4 && allDigits(addon))
         zip += "-" + addon;
+    return place == nullptr ? zip : join({place->city, place->state, zip});
+}
+
+} // namespace
+
+std::string clientTestAddressLine(const World& world, const Address& address, char& recordType) {
+    return addressLine(RangeIndex(world).find(address), address, recordType);
+}
+
+std::string clientTestLastLine(const World& world, const Address& address) {
     for (const Place& p : world.places)
         if (p.zip == address.zip9.substr(0, 5))
-            return join({p.city, p.state, zip});
-    return zip;
+            return lastLineOf(&p, address);
+    return lastLineOf(nullptr, address);
 }
 
 std::vector<ClientTestRecord> clientTestRecords(const World& world, ClientTestSummary& summary) {
     summary = ClientTestSummary();
+    const RangeIndex ranges(world);
+    std::unordered_map<std::string, const Place*> places;
+    for (const Place& p : world.places)
+        places.emplace(p.zip, &p);
+    auto lastLine = [&places](const Address& a) {
+        auto it = places.find(a.zip9.substr(0, 5));
+        return lastLineOf(it == places.end() ? nullptr : it->second, a);
+    };
     std::vector<ClientTestRecord> out;
     auto lead = [&out] {
         char id[16];
@@ -105,7 +132,7 @@ std::vector<ClientTestRecord> clientTestRecords(const World& world, ClientTestSu
     for (std::size_t i = 0; i < world.filings.size(); ++i) {
         const Filing& f = world.filings[i];
         ClientTestRecord r;
-        r.address = clientTestAddressLine(world, f.from, r.addressMark);
+        r.address = addressLine(ranges.find(f.from), f.from, r.addressMark);
         if (r.address.empty()) {
             ++summary.skipped;
             continue;
@@ -128,7 +155,7 @@ std::vector<ClientTestRecord> clientTestRecords(const World& world, ClientTestSu
             r.nameMark = 'B';
             break;
         }
-        r.lastLine = clientTestLastLine(world, f.from);
+        r.lastLine = lastLine(f.from);
         r.at = f.from;
         if (seen.insert({f.from.zip9, f.from.primary, f.from.designator, f.from.secondary}).second)
             addresses.emplace_back(f.from, r.addressMark);
@@ -140,8 +167,8 @@ std::vector<ClientTestRecord> clientTestRecords(const World& world, ClientTestSu
         r.lead = lead();
         r.name = kNobodyName;
         r.mid = "NO FILING";
-        r.address = clientTestAddressLine(world, address, r.addressMark);
-        r.lastLine = clientTestLastLine(world, address);
+        r.address = addressLine(ranges.find(address), address, r.addressMark);
+        r.lastLine = lastLine(address);
         r.at = address;
         out.push_back(std::move(r));
         ++summary.misses;
