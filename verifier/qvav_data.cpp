@@ -303,7 +303,8 @@ int AddressData::matchStreet(const Parsed& p, std::uint32_t zip5, const char* na
     if (lo == ranges.end() || lo->zip5 != zip5 || lo->name != nameIdx) return 0;
     auto hi = lo;
     while (hi != ranges.end() && hi->zip5 == zip5 && hi->name == nameIdx) ++hi;
-    if (bestReason > R_NUMBER_OUT_OF_RANGE || bestReason < R_ZIP_MISSING) bestReason = R_NUMBER_OUT_OF_RANGE;
+    // The street is there: from now on the reason is about the number or unit.
+    if (bestReason <= R_STREET_NOT_FOUND) bestReason = R_NUMBER_OUT_OF_RANGE;
     if (!p.primary[0]) {
         bestReason = R_NUMBER_MISSING;
         return 0;

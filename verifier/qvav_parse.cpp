@@ -180,12 +180,16 @@ const char* ordinalEnding(unsigned value) {
     return last == 1 ? "ST" : last == 2 ? "ND" : last == 3 ? "RD" : "TH";
 }
 
-bool isHighwayWord(const Token* t, int n, int i) {
+// Whether a highway name ("HWY", "COUNTY ROAD", "US HWY") ends with word last.
+bool endsHighwayName(const Token* t, int from, int last) {
     static const unsigned kinds[] = {KW_HIGHWAY,       KW_COUNTY_ROAD, KW_STATE_ROAD, KW_STATE_ROUTE,
                                      KW_STATE_HIGHWAY, KW_US_HIGHWAY,  KW_INTERSTATE, KW_ROUTE,
                                      KW_FARM_ROAD,     KW_RANCH_ROAD};
-    for (unsigned k : kinds)
-        if (matchKeyword(t, n, i, k)) return true;
+    for (int s = last - 3 > from ? last - 3 : from; s <= last; ++s)
+        for (unsigned k : kinds) {
+            const WordInfo* w = lookup(t, s, last + 1 - s);
+            if (w && (w->keywords & (1u << k))) return true;
+        }
     return false;
 }
 
@@ -415,7 +419,7 @@ void parseStreet(const Token* t, int n, Parsed& out) {
     // "120 MAIN ST 4B": a number behind the suffix or directional is a unit.
     if (e == n && n - i >= 3 && hasDigit(t[n - 1])) {
         const WordInfo* w = words.find(t[n - 2].s, t[n - 2].len);
-        if (w && (w->suffix || w->direction) && !isHighwayWord(t, n, n - 2)) {
+        if (w && (w->suffix || w->direction) && !endsHighwayName(t, i, n - 2)) {
             e = n - 1;
             setField(out.designator, "#");
             setNumber(out.secondary, t[n - 1]);
@@ -492,9 +496,12 @@ void parseLastTokens(const Token* t, int from, int to, Parsed& out) {
     // The state: the longest run of words at the end that names one. A state
     // name that would leave no city is the city ("Washington, 20001").
     for (int k = e - from < 4 ? e - from : 4; k >= 1; --k) {
+        bool split = false;  // a state's words are not parted by a comma
+        for (int j = e - k + 1; j < e; ++j) split |= t[j].commaBefore;
+        if (split) continue;
         const WordInfo* w = lookup(t, e - k, k);
         if (!w || !w->state) continue;
-        if (e - k == from && w->stateIsName && out.zip[0]) continue;
+        if (e - k == from && w->stateIsName) continue;
         setField(out.state, w->state);
         e -= k;
         break;
@@ -575,19 +582,15 @@ void parseAddress(const char* urbanization, const char* line1, const char* line2
     for (int j = 0; j < t2.n; ++j) line2HasDigit |= hasDigit(t2.t[j]);
     if (t2.n && (isHash(t2.t[0]) || unitAt(t2.t, t2.n, 0) || gluedUnit(t2.t[0]))) {
         append(t1, n1);
-        if (n1 && gluedUnit(t2.t[0]) == 0 && !isHash(t2.t[0]) && n < 2 * kMaxTokens) {
-            append(t2, t2.n);
-        } else {
-            append(t2, t2.n);
-        }
+        append(t2, t2.n);
     } else if (t2.n && matchKeyword(t2.t, t2.n, 0, KW_URB) && n1) {
         const int k = matchKeyword(t2.t, t2.n, 0, KW_URB);
         if (!out.urbanization[0])
             for (int j = k; j < t2.n; ++j) appendWord(out.urbanization, t2.t[j].s, t2.t[j].len);
         append(t1, n1);
     } else if (t2.n && (!line1HasDigit || n1 == 0) && line2HasDigit) {
-        if (n1 && matchKeyword(t1.t, n1, 0, KW_URB)) {
-            for (int j = matchKeyword(t1.t, n1, 0, KW_URB); j < n1 && !out.urbanization[0]; ++j)
+        if (n1 && matchKeyword(t1.t, n1, 0, KW_URB) && !out.urbanization[0]) {
+            for (int j = matchKeyword(t1.t, n1, 0, KW_URB); j < n1; ++j)
                 appendWord(out.urbanization, t1.t[j].s, t1.t[j].len);
         }
         append(t2, t2.n);
