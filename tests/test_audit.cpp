@@ -298,11 +298,15 @@ TEST_F(ClientTest, EdgeCasesOfTheRun) {
     EXPECT_EQ(qvncoa_runAudit(obj_, av_, nullptr, "b", e, e, e, e, e, e, e, e, nullptr, err, 0), 1052);
     EXPECT_EQ(qvncoa_runAudit(obj_, av_, "a", nullptr, e, e, e, e, e, e, e, e, nullptr, err, 0), 1052);
 
-    // The form 3553 with the run's texts, only when a path is given.
+    // The form 3553: the verifier finds the six texts and the list count
+    // where the form record puts them, and counts the run's records.
     ASSERT_EQ(run(path("client.txt"), path("f_out.txt"), 0, nullptr, path("form.txt").c_str()), QVNCOA_OK);
     const std::string form = readAll(path("form.txt"));
-    EXPECT_NE(form.find("QV PROCESSING"), std::string::npos);
-    EXPECT_NE(form.find("LIST 7"), std::string::npos);
+    const char* texts[] = {"SAMPLE LIST", "QV PROCESSING", "1 MAIN ST", "ANYTOWN NY 10001", "SAMPLE MAILER", "LIST 7"};
+    for (int i = 0; i < 6; ++i)
+        EXPECT_NE(form.find(pad("Text " + std::to_string(i + 1), 28) + texts[i] + "\n"), std::string::npos) << form;
+    EXPECT_NE(form.find(pad("Lists", 28) + "1\n"), std::string::npos);
+    EXPECT_NE(form.find(pad("Records", 28) + std::to_string(tests_.size()) + "\n"), std::string::npos) << form;
 }
 
 TEST(ClientTestCommand, BuildTheFileThenRunIt) {

@@ -1,6 +1,6 @@
 // The client test's record formats without a data set: the input line's
 // columns, the answer record laid out from a hand-made answer and verifier
-// record, the digest dumps, the stage-one loader and the form 3553 record.
+// record, the digest dumps and the stage-one loader.
 #include <gtest/gtest.h>
 #include <openssl/sha.h>
 #include <unistd.h>
@@ -170,7 +170,7 @@ TEST(ClientRecords, DigestDumpsAndMatchCodes) {
     for (const char* no : {"4", "00", "66", "12", "16", "AB", " A", ""}) EXPECT_FALSE(footnoteIsMatch(no)) << no;
 }
 
-TEST(ClientRecords, StageOneLoaderAndFormRecord) {
+TEST(ClientRecords, StageOneLoader) {
     char tmpl[] = "/tmp/qvclient_XXXXXX";
     const int fd = mkstemp(tmpl);
     ASSERT_GE(fd, 0);
@@ -194,17 +194,4 @@ TEST(ClientRecords, StageOneLoaderAndFormRecord) {
     EXPECT_EQ(load(header + inputLine(1000).substr(0, 999) + "X", au), 1044);
     close(fd);
     std::remove(tmpl);
-
-    unsigned char form[kForm3553Record];
-    std::memset(form, 0x55, sizeof form);
-    CNCOA_Auditor::fillForm3553(form, "LIST NAME LONGER THAN TWENTY-FIVE", "PROCESSOR", "1 MAIN ST", "TOWN ST 12345",
-                                "MAILER", nullptr);
-    const char* f = reinterpret_cast<const char*>(form);
-    int one = 0;
-    std::memcpy(&one, f + 52, sizeof one);
-    EXPECT_EQ(std::string(f, 26), std::string("LIST NAME LONGER THAN TWE") + '\0');
-    EXPECT_EQ(f[26], '\0');  // a null text leaves zeros
-    EXPECT_EQ(one, 1);
-    EXPECT_EQ(std::string(f + 56) + "|" + (f + 89) + "|" + (f + 122) + "|" + (f + 155), "PROCESSOR|1 MAIN ST|TOWN ST 12345|MAILER");
-    EXPECT_EQ(f[187], '\0');
 }
