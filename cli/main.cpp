@@ -12,6 +12,7 @@ int main(int argc, char** argv) {
     ncoa_cli::addLookupCommand(app);
     ncoa_cli::addProveCommands(app);
     ncoa_cli::addDatasetCommand(app);
+    ncoa_cli::addClientTestCommand(app);
 
     try {
         app.parse(argc, argv);

@@ -2,8 +2,10 @@
 // which the library's exceptions become return codes.
 #include <cstddef>
 #include <cstring>
+#include <memory>
 #include <new>
 
+#include "Audit.h"
 #include "DataTables.h"
 #include "HashUnpacker.h"
 #include "NCOA.h"
@@ -179,6 +181,22 @@ QVNCOA_API int qvncoa_unpackHashFile(const char* from, const char* to, char* err
         CNCOA_HashUnpacker unpacker;
         unpacker.UnpackFile(from, to);
         return QVNCOA_OK;
+    });
+}
+
+QVNCOA_API int qvncoa_runAudit(void* dataObj, qvav_context* av, const char* inputPath, const char* outputPath,
+                               const char* text1, const char* text2, const char* text3, const char* text4,
+                               const char* text5, const char* text6, const char* text7, const char* form3553Path,
+                               const qvncoa_prog_cb_t* progress, char* errorText, unsigned flags) {
+    return atBoundary(errorText, [&]() -> int {
+        if (dataObj == nullptr) return QVNCOA_ERR_NULL_OBJECT;
+        if (av == nullptr || inputPath == nullptr || outputPath == nullptr) return QVNCOA_ERR_ARGUMENT;
+        // The engine is large: the run's state lives on the heap, not the caller's stack.
+        std::unique_ptr<CNCOA_Auditor> auditor(
+            new CNCOA_Auditor(*tablesOf(dataObj), av, (flags & QVNCOA_LOOKUP_DEBUG) != 0, progress));
+        auditor->stageOne = (flags & QVNCOA_AUDIT_STAGE_ONE) != 0;
+        return auditor->doClientTest(inputPath, outputPath, form3553Path, text1, text2, text3, text4, text5, text6,
+                                     text7);
     });
 }
 
