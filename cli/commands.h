@@ -19,5 +19,7 @@ void addProveCommands(CLI::App& app);
 void addMatchCommand(CLI::App& app);
 // `ncoa lookup --data DIR --name ... --pno ... --zip9 ...`
 void addLookupCommand(CLI::App& app);
+// `ncoa verify --data DIR --in LIST.csv --out RESULT.csv`
+void addVerifyCommand(CLI::App& app);
 
 } // namespace ncoa_cli
