@@ -184,6 +184,10 @@ ColumnMap ColumnMap::find(const std::vector<std::string>& header, const std::vec
         }
     }
 
+    if (m.col[kZip] >= 0) {
+        const std::string zip = normalise(header[static_cast<std::size_t>(m.col[kZip])]);
+        for (const char* nine : {"zip9", "zip+4", "zipplus4", "fullzip"}) m.zipIsNine |= zip == nine;
+    }
     return m;
 }
 
@@ -206,7 +210,7 @@ ColumnMap ColumnMap::resolve(const std::vector<std::string>& header, const std::
 }
 
 bool ColumnMap::freeForm() const {
-    return col[kAddress] >= 0 && col[kAddon] < 0 &&
+    return col[kAddress] >= 0 && col[kAddon] < 0 && !zipIsNine &&
            (col[kLastLine] >= 0 || col[kZip] >= 0 || (col[kCity] >= 0 && col[kState] >= 0));
 }
 

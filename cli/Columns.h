@@ -22,6 +22,7 @@ const char* inputFieldName(int field);
 
 struct ColumnMap {
     int col[kInputFields];  // column index, -1 when the list has none
+    bool zipIsNine = false; // the ZIP column's name says ZIP+4 ("ZIP9", "ZIP+4", "Full ZIP")
 
     // Recognises the usual column names of the header; `maps` are --map
     // entries FIELD=COLUMN, which win. Throws std::runtime_error with a
@@ -31,7 +32,8 @@ struct ColumnMap {
     static ColumnMap find(const std::vector<std::string>& header, const std::vector<std::string>& maps);
 
     // An address as people keep it: an address line and a last line (or its
-    // city, state or ZIP), and no ZIP+4 add-on. Such a list is verified.
+    // city, state or ZIP), and no ZIP+4 (no add-on column, no ZIP column
+    // named for nine digits). Such a list is verified.
     bool freeForm() const;
     // Throws, naming the header, when there is no address line or last line.
     void requireFreeForm(const std::vector<std::string>& header) const;
