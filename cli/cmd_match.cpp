@@ -183,9 +183,7 @@ void runMatch(const MatchOptions& o) {
                 err[0] = '\0';
                 const int rc = qvncoa_lookup_with_qvav(obj, av.get(), record, &out, mode, months, err, 0);
                 if (rc != QVNCOA_OK && rc != QVNCOA_OK_MOVE_TOO_OLD) {
-                    // The library's codes are of the 1000 family; anything else is the verifier's status.
-                    error = rc >= 1000 && rc < 1100 ? fmt::format("lookup failed with code {}: {}", rc, err)
-                                                    : fmt::format("address verification failed with status {}", rc);
+                    error = fmt::format("lookup failed with code {}: {}", rc, err);
                     return false;
                 }
                 forEachAvField(out.avRecord, [&](const char*, std::string_view v) { put(v); });

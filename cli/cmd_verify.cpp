@@ -66,7 +66,7 @@ void runVerify(const VerifyOptions& o) {
                "failed{}\n",
                groupDigits(t.records), t.seconds,
                groupDigits(t.seconds > 0 ? static_cast<std::uint64_t>(static_cast<double>(t.records) / t.seconds) : 0),
-               t.threads, t.threads == 1 ? "" : "s", t.tally, t.malformed, t.failed,
+               t.threads, t.threads == 1 ? "" : "s", groupDigits(t.tally), t.malformed, t.failed,
                t.blankLines ? fmt::format("; {} blank lines skipped", t.blankLines) : "");
     if (t.failed > 0) {
         fmt::print(stderr, "ncoa verify: {} records could not be verified; see their ncoa_error column\n", t.failed);

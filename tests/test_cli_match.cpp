@@ -8,6 +8,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
@@ -336,7 +337,7 @@ TEST_F(FreeFormList, FindsTheMovesOfTheSameListSplitAndCoded) {
     const std::vector<std::string> headA = fields(a[0]), headB = fields(b[0]);
     // The free list's five columns, then the standardised address, then the answer.
     ASSERT_EQ(headB[5], "av_primary_number");
-    EXPECT_EQ(columnOf(headA, "av_zip4"), 0u) << "a coded list is not verified";
+    EXPECT_EQ(std::count(headA.begin(), headA.end(), "av_zip4"), 0) << "a coded list is not verified";
     const std::size_t zip4 = columnOf(headA, "ZIP4"), avZip4 = columnOf(headB, "av_zip4");
     std::vector<std::pair<std::size_t, std::size_t>> answer;  // the ncoa_* columns in both
     for (std::size_t i = 0; i < headA.size(); ++i)
