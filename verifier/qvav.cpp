@@ -87,11 +87,12 @@ void fill(qvav_context* av, const qvav::Outcome& o, int r1, int r2) {
     if (o.range) {
         const AddressData& d = *av->data;
         const Range& r = *o.range;
-        char buf[8];
-        std::snprintf(buf, sizeof buf, "%05u", r.zip5 % 100000);
-        put(a, QVAV_ADDR_ZIP, 41, buf);
-        std::snprintf(buf, sizeof buf, "%04u", o.addon % 10000);
-        put(a, QVAV_ADDR_ZIP4, 59, buf);
+        auto digits = [](unsigned char* dst, unsigned v, int n) {
+            for (int k = n - 1; k >= 0; --k, v /= 10) dst[k] = static_cast<unsigned char>('0' + v % 10);
+            dst[n] = 0;
+        };
+        digits(a + QVAV_ADDR_ZIP, r.zip5, 5);
+        digits(a + QVAV_ADDR_ZIP4, o.addon, 4);
         put(a, QVAV_ADDR_PREDIR, 41, d.predir(r));
         put(a, QVAV_ADDR_STREET, 41, d.street(r));
         put(a, QVAV_ADDR_SUFFIX, 41, d.suffix(r));
@@ -136,13 +137,23 @@ void fill(qvav_context* av, const qvav::Outcome& o, int r1, int r2) {
     char line[128];
     deliveryLine(a, p.kind, line, sizeof line);
     put(m, QVAV_MAIN_DELIVERY_LINE, 128, line);
+    // "CITY ST 12345-6789": at most 40 + 1 + 2 + 1 + 5 + 1 + 4 characters.
+    char* out = reinterpret_cast<char*>(m + QVAV_MAIN_LAST_LINE);
+    auto append = [&out](const char* s, std::size_t max) {
+        while (*s && max--) *out++ = *s++;
+    };
     const char* zip = reinterpret_cast<const char*>(a + QVAV_ADDR_ZIP);
     const char* zip4 = reinterpret_cast<const char*>(a + QVAV_ADDR_ZIP4);
-    std::snprintf(line, sizeof line, "%.40s%s%.2s%s%.5s%s", city, *city && *state ? " " : "", state,
-                  *zip ? " " : "", zip, *zip && *zip4 ? "-" : "");
-    if (*zip && *zip4) std::strncat(line, zip4, sizeof line - 1 - std::strlen(line));
-    put(m, QVAV_MAIN_LAST_LINE, 128, line);
+    append(city, 40);
+    if (*city && *state) append(" ", 1);
+    append(state, 2);
+    if (*zip) append(" ", 1), append(zip, 5);
+    if (*zip && *zip4) append("-", 1), append(zip4, 4);
+    *out = 0;
 }
+
+void verify(qvav_context* av, int options, const char* urbanization, const char* addressLine,
+            const char* addressLine2, const char* lastLine);
 
 }  // namespace
 
@@ -181,6 +192,21 @@ QVAV_API int qvav_verify_address(qvav_context* av, int options, const char* name
     (void)name;
     (void)firm;
     if (!av || !result) return QVAV_ERR_ARGUMENT;
+    try {
+        verify(av, options, urbanization, addressLine, addressLine2, lastLine);
+    } catch (const std::bad_alloc&) {
+        return QVAV_ERR_MEMORY;  // only the first call builds the word tables
+    }
+    *result = av->main;
+    return 0;
+}
+
+}  // extern "C"
+
+namespace {
+
+void verify(qvav_context* av, int options, const char* urbanization, const char* addressLine,
+            const char* addressLine2, const char* lastLine) {
     using namespace qvav;
     Parsed& p = av->parsed;
     parseAddress(urbanization, addressLine, addressLine2, lastLine, p);
@@ -205,9 +231,11 @@ QVAV_API int qvav_verify_address(qvav_context* av, int options, const char* name
         for (int k = 0; k < 4; ++k)
             if (kFirstCodes[k] == r1 && o.reason >= 0 && o.reason < 24) ++av->byCode[k][o.reason];
     }
-    *result = av->main;
-    return 0;
 }
+
+}  // namespace
+
+extern "C" {
 
 QVAV_API int qvav_start_3553(qvav_context* av) {
     if (!av) return QVAV_ERR_ARGUMENT;

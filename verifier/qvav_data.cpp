@@ -303,7 +303,8 @@ int AddressData::matchStreet(const Parsed& p, std::uint32_t zip5, const char* na
     if (lo == ranges.end() || lo->zip5 != zip5 || lo->name != nameIdx) return 0;
     auto hi = lo;
     while (hi != ranges.end() && hi->zip5 == zip5 && hi->name == nameIdx) ++hi;
-    if (bestReason > R_NUMBER_OUT_OF_RANGE || bestReason < R_ZIP_MISSING) bestReason = R_NUMBER_OUT_OF_RANGE;
+    // The street is there: from now on the reason is about the number or unit.
+    if (bestReason <= R_STREET_NOT_FOUND) bestReason = R_NUMBER_OUT_OF_RANGE;
     if (!p.primary[0]) {
         bestReason = R_NUMBER_MISSING;
         return 0;
@@ -329,7 +330,7 @@ int AddressData::matchStreet(const Parsed& p, std::uint32_t zip5, const char* na
     const Range* street = nullptr;
     int streets = 0;
     const Range *unitRange = nullptr, *plainRange = nullptr;
-    bool anyUnitRanges = false;
+    bool anyUnitRanges = false, plainClash = false, unitClash = false, unitSame = false;
     for (auto it = lo; it != hi; ++it) {
         const Range& r = *it;
         if (!r.pnoLo || compareHouse(house, pnoKeys[r.pnoLo]) < 0) continue;
@@ -347,23 +348,36 @@ int AddressData::matchStreet(const Parsed& p, std::uint32_t zip5, const char* na
         }
         const bool hasUnits = r.snoLo != 0;
         anyUnitRanges |= hasUnits;
+        // Two ranges that hold the same address under different ZIP+4s
+        // leave it undecided, as overlapping ranges do.
         if (!hasUnits) {
-            if (!plainRange) plainRange = &r;
+            if (!plainRange)
+                plainRange = &r;
+            else if (r.addonLow != plainRange->addonLow)
+                plainClash = true;
             continue;
         }
         if (unit.blank) continue;
         if (compareHouse(unit, snoKeys[r.snoLo]) < 0) continue;
         if (compareHouse(unit, snoKeys[r.snoHi ? r.snoHi : r.snoLo]) > 0) continue;
         if (!parityHolds(r.sparity, unit)) continue;
-        // A written designator other than "#" must agree, where the range has one.
-        const char* want = p.designator;
-        if (*want && std::strcmp(want, "#") != 0 && r.dsc && std::strcmp(want, dsc.at(r.dsc)) != 0 && unitRange)
-            continue;
-        if (!unitRange || (*want && r.dsc && std::strcmp(want, dsc.at(r.dsc)) == 0)) unitRange = &r;
+        // A range whose designator is the written one comes first.
+        const bool same = *p.designator && r.dsc && std::strcmp(p.designator, dsc.at(r.dsc)) == 0;
+        if (!unitRange || (same && !unitSame)) {
+            unitRange = &r;
+            unitSame = same;
+            unitClash = false;
+        } else if (same == unitSame && r.addonLow != unitRange->addonLow) {
+            unitClash = true;
+        }
     }
     if (streets > 1) {
         bestReason = R_AMBIGUOUS;
         return streets;
+    }
+    if ((unitRange && !unit.blank) ? unitClash : plainClash) {
+        bestReason = R_AMBIGUOUS;
+        return 2;
     }
     const int corrected = best ? R_CORRECTED : R_EXACT;
     if (!unit.blank) {

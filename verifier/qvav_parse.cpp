@@ -16,6 +16,7 @@ struct Token {
     const char* s;
     unsigned len;
     bool commaBefore;
+    const WordInfo* w;  // the word's tables, looked up once; null when in none
 };
 
 // The words of one line, upper case, NUL-ended in buf. Punctuation splits
@@ -49,7 +50,7 @@ void tokenize(const char* line, Tokens& tk) {
     auto put = [&](char c) -> bool {
         if (cur < 0) {
             if (tk.n == kMaxTokens) return false;
-            tk.t[tk.n] = Token{tk.buf + used, 0, comma};
+            tk.t[tk.n] = Token{tk.buf + used, 0, comma, nullptr};
             comma = false;
             cur = tk.n++;
         }
@@ -96,6 +97,10 @@ void tokenize(const char* line, Tokens& tk) {
         if (!ok) break;
     }
     close();
+    // No table word begins with a figure.
+    const Words& words = Words::get();
+    for (int j = 0; j < tk.n; ++j)
+        if (!isDigit(static_cast<unsigned char>(tk.t[j].s[0]))) tk.t[j].w = words.find(tk.t[j].s, tk.t[j].len);
 }
 
 inline bool eq(const Token& t, const char* s) {
@@ -122,6 +127,7 @@ inline bool isLetter(const Token& t) { return t.len == 1 && isAlpha(static_cast<
 
 // Info of the k words from i, joined by one blank.
 const WordInfo* lookup(const Token* t, int i, int k) {
+    if (k == 1) return t[i].w;
     char key[4 * kMaxTokenChars + 8];
     std::size_t n = 0;
     for (int j = i; j < i + k; ++j) {
@@ -180,12 +186,16 @@ const char* ordinalEnding(unsigned value) {
     return last == 1 ? "ST" : last == 2 ? "ND" : last == 3 ? "RD" : "TH";
 }
 
-bool isHighwayWord(const Token* t, int n, int i) {
+// Whether a highway name ("HWY", "COUNTY ROAD", "US HWY") ends with word last.
+bool endsHighwayName(const Token* t, int from, int last) {
     static const unsigned kinds[] = {KW_HIGHWAY,       KW_COUNTY_ROAD, KW_STATE_ROAD, KW_STATE_ROUTE,
                                      KW_STATE_HIGHWAY, KW_US_HIGHWAY,  KW_INTERSTATE, KW_ROUTE,
                                      KW_FARM_ROAD,     KW_RANCH_ROAD};
-    for (unsigned k : kinds)
-        if (matchKeyword(t, n, i, k)) return true;
+    for (int s = last - 3 > from ? last - 3 : from; s <= last; ++s)
+        for (unsigned k : kinds) {
+            const WordInfo* w = lookup(t, s, last + 1 - s);
+            if (w && (w->keywords & (1u << k))) return true;
+        }
     return false;
 }
 
@@ -210,7 +220,7 @@ void buildName(const Token* t, int i, int e, bool hasSuffix, Parsed& out) {
         }
     }
     for (int j = i; j < e; ++j) {
-        const WordInfo* w = words.find(t[j].s, t[j].len);
+        const WordInfo* w = t[j].w;
         // "TWENTY FIRST" and "TWENTY-FIRST" read 21ST.
         const char* hyphen = static_cast<const char*>(std::memchr(t[j].s, '-', t[j].len));
         if (hyphen && !hasDigit(t[j])) {
@@ -227,7 +237,7 @@ void buildName(const Token* t, int i, int e, bool hasSuffix, Parsed& out) {
         if (w && w->ordinal) {
             const bool tensWord = std::strlen(w->ordinal) == 2 && w->ordinal[1] == '0';
             if (tensWord && j + 1 < e) {
-                const WordInfo* u = words.find(t[j + 1].s, t[j + 1].len);
+                const WordInfo* u = t[j + 1].w;
                 if (u && u->ordinal && u->ordinal[1] > '9') {  // a single-figure ordinal
                     char buf[8] = {w->ordinal[0], 0};
                     std::strcat(buf, u->ordinal);
@@ -266,7 +276,7 @@ void buildName(const Token* t, int i, int e, bool hasSuffix, Parsed& out) {
 // Returns the number of words the designator takes (1), or 0.
 bool unitAt(const Token* t, int n, int j) {
     if (isHash(t[j])) return true;
-    const WordInfo* w = Words::get().find(t[j].s, t[j].len);
+    const WordInfo* w = t[j].w;
     if (!w || !w->unit) return false;
     if (w->unitNeedsNumber) {
         if (j + 1 >= n) return false;
@@ -291,7 +301,7 @@ void readUnit(const Token* t, int n, int j, Parsed& out) {
     if (isHash(t[j])) {
         setField(out.designator, "#");
     } else {
-        const WordInfo* w = Words::get().find(t[j].s, t[j].len);
+        const WordInfo* w = t[j].w;
         setField(out.designator, w && w->unit ? w->unit : "#");
     }
     int k = j + 1;
@@ -309,7 +319,7 @@ void parseStreet(const Token* t, int n, Parsed& out) {
         return;
     }
     // Urbanization in front: "URB LAS GLADIOLAS 150 CALLE A".
-    if (int k = matchKeyword(t, n, i, KW_URB)) {
+    if (int k = startsDigit(t[i]) ? 0 : matchKeyword(t, n, i, KW_URB)) {
         int j = i + k;
         char urb[41] = {0};
         while (j < n && !startsDigit(t[j])) appendWord(urb, t[j].s, t[j].len), ++j;
@@ -320,6 +330,8 @@ void parseStreet(const Token* t, int n, Parsed& out) {
             return;
         }
     }
+    // The special forms all begin with a word; most lines begin with a house number.
+    if (startsDigit(t[i])) goto street;
     // PO box: a spelling and a number.
     if (int k = matchKeyword(t, n, i, KW_POBOX)) {
         int j = i + k;
@@ -380,6 +392,7 @@ void parseStreet(const Token* t, int n, Parsed& out) {
         return;
     }
 
+street:
     out.kind = 'S';
     if (startsDigit(t[i])) {
         setField(out.primary, t[i]);
@@ -414,8 +427,8 @@ void parseStreet(const Token* t, int n, Parsed& out) {
     }
     // "120 MAIN ST 4B": a number behind the suffix or directional is a unit.
     if (e == n && n - i >= 3 && hasDigit(t[n - 1])) {
-        const WordInfo* w = words.find(t[n - 2].s, t[n - 2].len);
-        if (w && (w->suffix || w->direction) && !isHighwayWord(t, n, n - 2)) {
+        const WordInfo* w = t[n - 2].w;
+        if (w && (w->suffix || w->direction) && !endsHighwayName(t, i, n - 2)) {
             e = n - 1;
             setField(out.designator, "#");
             setNumber(out.secondary, t[n - 1]);
@@ -423,7 +436,7 @@ void parseStreet(const Token* t, int n, Parsed& out) {
     }
     // Post-directional, suffix, pre-directional, then the name.
     if (e - i >= 2) {
-        const WordInfo* w = words.find(t[e - 1].s, t[e - 1].len);
+        const WordInfo* w = t[e - 1].w;
         if (w && w->direction) {
             setField(out.postdir, w->direction);
             --e;
@@ -431,7 +444,7 @@ void parseStreet(const Token* t, int n, Parsed& out) {
     }
     bool hasSuffix = false;
     if (e - i >= 2) {
-        const WordInfo* w = words.find(t[e - 1].s, t[e - 1].len);
+        const WordInfo* w = t[e - 1].w;
         if (w && w->suffix) {
             setField(out.suffix, w->suffix);
             hasSuffix = true;
@@ -439,10 +452,10 @@ void parseStreet(const Token* t, int n, Parsed& out) {
         }
     }
     if (e - i >= 2) {
-        const WordInfo* w = words.find(t[i].s, t[i].len);
+        const WordInfo* w = t[i].w;
         if (w && w->direction) {
             // "N W MAIN": two single letters make NW.
-            const WordInfo* w2 = words.find(t[i + 1].s, t[i + 1].len);
+            const WordInfo* w2 = t[i + 1].w;
             if (e - i >= 3 && t[i].len == 1 && t[i + 1].len == 1 && w2 && w2->direction &&
                 (t[i].s[0] == 'N' || t[i].s[0] == 'S') && (t[i + 1].s[0] == 'E' || t[i + 1].s[0] == 'W')) {
                 const char both[3] = {t[i].s[0], t[i + 1].s[0], 0};
@@ -492,9 +505,12 @@ void parseLastTokens(const Token* t, int from, int to, Parsed& out) {
     // The state: the longest run of words at the end that names one. A state
     // name that would leave no city is the city ("Washington, 20001").
     for (int k = e - from < 4 ? e - from : 4; k >= 1; --k) {
+        bool split = false;  // a state's words are not parted by a comma
+        for (int j = e - k + 1; j < e; ++j) split |= t[j].commaBefore;
+        if (split) continue;
         const WordInfo* w = lookup(t, e - k, k);
         if (!w || !w->state) continue;
-        if (e - k == from && w->stateIsName && out.zip[0]) continue;
+        if (e - k == from && w->stateIsName) continue;
         setField(out.state, w->state);
         e -= k;
         break;
@@ -509,13 +525,13 @@ int lastLineStart(const Tokens& tk) {
     const int n = tk.n;
     if (n < 3) return -1;
     const Token& z = tk.t[n - 1];
-    const bool zipLike = z.len >= 5 && startsDigit(z) && allDigits(Token{z.s, 5, false});
-    const WordInfo* w = Words::get().find(z.s, z.len);
+    const bool zipLike = z.len >= 5 && startsDigit(z) && allDigits(Token{z.s, 5, false, nullptr});
+    const WordInfo* w = z.w;
     if (!zipLike && !(w && w->state)) return -1;
     // The first comma behind which no unit or directional follows.
     for (int j = 1; j < n; ++j) {
         if (!tk.t[j].commaBefore) continue;
-        const WordInfo* wj = Words::get().find(tk.t[j].s, tk.t[j].len);
+        const WordInfo* wj = tk.t[j].w;
         if (isHash(tk.t[j]) || (wj && (wj->unit || wj->direction) && j + 2 < n && !tk.t[j + 1].commaBefore &&
                                 (wj->direction || hasDigit(tk.t[j + 1]))) ||
             (wj && wj->direction && (j + 1 == n || tk.t[j + 1].commaBefore)))
@@ -575,19 +591,15 @@ void parseAddress(const char* urbanization, const char* line1, const char* line2
     for (int j = 0; j < t2.n; ++j) line2HasDigit |= hasDigit(t2.t[j]);
     if (t2.n && (isHash(t2.t[0]) || unitAt(t2.t, t2.n, 0) || gluedUnit(t2.t[0]))) {
         append(t1, n1);
-        if (n1 && gluedUnit(t2.t[0]) == 0 && !isHash(t2.t[0]) && n < 2 * kMaxTokens) {
-            append(t2, t2.n);
-        } else {
-            append(t2, t2.n);
-        }
+        append(t2, t2.n);
     } else if (t2.n && matchKeyword(t2.t, t2.n, 0, KW_URB) && n1) {
         const int k = matchKeyword(t2.t, t2.n, 0, KW_URB);
         if (!out.urbanization[0])
             for (int j = k; j < t2.n; ++j) appendWord(out.urbanization, t2.t[j].s, t2.t[j].len);
         append(t1, n1);
     } else if (t2.n && (!line1HasDigit || n1 == 0) && line2HasDigit) {
-        if (n1 && matchKeyword(t1.t, n1, 0, KW_URB)) {
-            for (int j = matchKeyword(t1.t, n1, 0, KW_URB); j < n1 && !out.urbanization[0]; ++j)
+        if (n1 && matchKeyword(t1.t, n1, 0, KW_URB) && !out.urbanization[0]) {
+            for (int j = matchKeyword(t1.t, n1, 0, KW_URB); j < n1; ++j)
                 appendWord(out.urbanization, t1.t[j].s, t1.t[j].len);
         }
         append(t2, t2.n);
