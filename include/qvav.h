@@ -31,7 +31,7 @@
  *   870  record type, one character: S street, H high-rise, P PO box,
  *        R rural route or highway contract, F firm, G general delivery; a
  *        blank for input with nothing to read. Confirmed addresses take the
- *        type of their range; others S, P or R by their form.
+ *        type of their range; others S, P, R or G by their form.
  *   988  first result code, two characters (QVAV_R1_*)
  *   991  second result code, two characters (QVAV_R2_*)
  * The result is owned by the context and stays valid until its next call.
@@ -59,7 +59,8 @@
  *       the building's default)
  *   17  unit not found in the building's ranges (with 01: coded to the
  *       default)
- *   18  several streets match equally (e.g. N and S of the same name)
+ *   18  several addresses match equally: two streets (N and S of one name)
+ *       or overlapping ranges under different ZIP+4s
  *   19  not looked up: no data open, or options without QVAV_OPT_CONFIRM
  *   21  empty address line
  *   22  address line without a letter or digit

@@ -25,6 +25,7 @@ qvw::AddressRange range(const char* zip, const char* addonLow, const char* addon
                         unsigned high, char parity, const char* pre, const char* street, const char* suffix,
                         const char* designator = "", const char* secLow = "", const char* secHigh = "") {
     auto pad = [](unsigned v) {
+        if (!v) return std::string();
         std::string s = std::to_string(v);
         return std::string(10 - s.size(), '0') + s;
     };
@@ -77,6 +78,7 @@ protected:
         world.ranges.push_back(range("60614", "2301", "2301", 'S', 100, 198, 'E', "S", "MAIN", "ST"));
         world.ranges.push_back(range("60614", "5000", "5009", 'S', 200, 218, 'E', "", "WEBSTER", "AVE"));
         world.ranges.push_back(range("22201", "4200", "4200", 'R', 1, 99, 'B', "", "RR 2", ""));
+        world.ranges.push_back(range("94110", "9998", "9998", 'G', 0, 0, ' ', "", "GENERAL DELIVERY", ""));
         // Two ranges of one street that overlap under different add-ons.
         world.ranges.push_back(range("60614", "6000", "6000", 'S', 300, 398, 'E', "", "ARMITAGE", "AVE"));
         world.ranges.push_back(range("60614", "6001", "6001", 'S', 350, 398, 'E', "", "ARMITAGE", "AVE"));
@@ -123,6 +125,8 @@ TEST_F(QvavConfirm, ConfirmedAddressesTakeTheirRangesData) {
     EXPECT_EQ(a.codes + a.type + a.zip4 + a.street, "00/00P3302PO BOX");
     a = verify("Rural Route 2 Box 17", "Arlington, Virginia 22201");
     EXPECT_EQ(a.codes + a.type + a.zip4 + a.street + "|" + a.primary, "00/00R4200RR 2|17");
+    a = verify("Gen. Delivery", "San Francisco CA 94110");
+    EXPECT_EQ(a.codes + a.type + a.zip4 + a.street, "00/00G9998GENERAL DELIVERY");
     a = verify("URB LAS GLADIOLAS 15 CALLE 5", "San Juan PR 00926");
     EXPECT_EQ(a.codes + a.zip4, "00/001520");
     // The add-on walks with the number: 204 is the third even house from 200.

@@ -56,7 +56,9 @@ void deliveryLine(const unsigned char* a, char kind, char* out, std::size_t cap)
         std::strncat(out, s, cap - 1 - used);
     };
     auto at = [&](int off) { return reinterpret_cast<const char*>(a + off); };
-    if (kind == 'P' || kind == 'R' || kind == 'M') {
+    if (kind == 'G') {
+        add(at(QVAV_ADDR_STREET));
+    } else if (kind == 'P' || kind == 'R' || kind == 'M') {
         add(at(QVAV_ADDR_STREET));
         if (kind != 'P' && *at(QVAV_ADDR_PRIMARY)) add("BOX");
         add(at(QVAV_ADDR_PRIMARY));
@@ -83,7 +85,7 @@ void fill(qvav_context* av, const qvav::Outcome& o, int r1, int r2) {
 
     const char* city = p.city;
     const char* state = p.state;
-    char kind = p.kind == 'P' ? 'P' : p.kind == 'R' ? 'R' : 'S';
+    char kind = p.kind == 'P' || p.kind == 'R' || p.kind == 'G' ? p.kind : 'S';
     if (o.range) {
         const AddressData& d = *av->data;
         const Range& r = *o.range;

@@ -156,6 +156,12 @@ void AddressData::readRanges(const std::string& path) {
         return x.zip5 != y.zip5 ? x.zip5 < y.zip5 : x.name < y.name;
     });
     ranges.shrink_to_fit();
+    zipStart.assign(100001, 0);
+    std::size_t at = 0;
+    for (std::uint32_t z = 0; z <= 100000; ++z) {
+        while (at < ranges.size() && ranges[at].zip5 < z) ++at;
+        zipStart[z] = static_cast<std::uint32_t>(at);
+    }
 }
 
 void AddressData::readPlaces(const std::string& root) {
@@ -250,7 +256,7 @@ std::size_t AddressData::memoryBytes() const {
     std::size_t n = sizeof *this;
     for (const Dict* d : {&pno, &dsc, &sno, &suf, &nam, &crd, &lln}) n += d->text.capacity();
     n += (pnoKeys.capacity() + snoKeys.capacity()) * sizeof(HouseKey);
-    n += ranges.capacity() * sizeof(Range);
+    n += ranges.capacity() * sizeof(Range) + zipStart.capacity() * sizeof(std::uint32_t);
     n += nameIndex.size() * (sizeof(std::string_view) + sizeof(std::uint32_t) + 2 * sizeof(void*)) +
          nameIndex.bucket_count() * sizeof(void*);
     n += (zipPlaces.capacity() + llnPlaces.capacity()) * sizeof(Place);
@@ -296,13 +302,24 @@ int AddressData::matchStreet(const Parsed& p, std::uint32_t zip5, const char* na
     const auto nameIt = nameIndex.find(std::string_view(name));
     if (nameIt == nameIndex.end()) return 0;
     const std::uint32_t nameIdx = nameIt->second;
-    const auto lo = std::lower_bound(ranges.begin(), ranges.end(), std::make_pair(zip5, nameIdx),
-                                     [](const Range& r, const std::pair<std::uint32_t, std::uint32_t>& k) {
-                                         return r.zip5 != k.first ? r.zip5 < k.first : r.name < k.second;
-                                     });
-    if (lo == ranges.end() || lo->zip5 != zip5 || lo->name != nameIdx) return 0;
+    if (zip5 >= 100000) return 0;
+    // The ZIP's ranges first, then the street's among them.
+    const auto zipEnd = ranges.begin() + zipStart[zip5 + 1];
+    const auto lo = std::lower_bound(ranges.begin() + zipStart[zip5], zipEnd, nameIdx,
+                                     [](const Range& r, std::uint32_t name) { return r.name < name; });
+    if (lo == zipEnd || lo->name != nameIdx) return 0;
     auto hi = lo;
-    while (hi != ranges.end() && hi->zip5 == zip5 && hi->name == nameIdx) ++hi;
+    while (hi != zipEnd && hi->name == nameIdx) ++hi;
+    if (p.kind == 'G') {  // general delivery: the ZIP's G range, without numbers
+        for (auto it = lo; it != hi; ++it)
+            if (it->type == 2) {
+                out.range = &*it;
+                out.addon = it->addonLow;
+                out.reason = R_EXACT;
+                return 1;
+            }
+        return 0;
+    }
     // The street is there: from now on the reason is about the number or unit.
     if (bestReason <= R_STREET_NOT_FOUND) bestReason = R_NUMBER_OUT_OF_RANGE;
     if (!p.primary[0]) {

@@ -116,6 +116,7 @@ private:
     Dict pno, dsc, sno, suf, nam, crd, lln;
     std::vector<HouseKey> pnoKeys, snoKeys;
     std::vector<Range> ranges;  // by ZIP, then street name
+    std::vector<std::uint32_t> zipStart;  // ZIP -> its first range; ZIP + 1 ends it
     std::unordered_map<std::string_view, std::uint32_t> nameIndex;
     std::vector<Place> zipPlaces;  // by ZIP
     std::vector<Place> llnPlaces;  // by lln dictionary index

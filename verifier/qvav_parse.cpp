@@ -97,6 +97,22 @@ void tokenize(const char* line, Tokens& tk) {
         if (!ok) break;
     }
     close();
+    // "RR1", "HC3", "PSC1234": a route's word run into its number is two words.
+    for (int j = 0; j < tk.n && tk.n < kMaxTokens; ++j) {
+        Token& t = tk.t[j];
+        unsigned k = 0;
+        while (k < t.len && isAlpha(static_cast<unsigned char>(t.s[k]))) ++k;
+        if (k < 2 || k > 3 || k == t.len || !isDigit(static_cast<unsigned char>(t.s[k]))) continue;
+        const bool route = (k == 2 && (std::memcmp(t.s, "RR", 2) == 0 || std::memcmp(t.s, "HC", 2) == 0)) ||
+                           (k == 3 && (std::memcmp(t.s, "PSC", 3) == 0 || std::memcmp(t.s, "CMR", 3) == 0));
+        unsigned d = k;
+        while (d < t.len && isDigit(static_cast<unsigned char>(t.s[d]))) ++d;
+        if (!route || d != t.len) continue;
+        std::memmove(&tk.t[j + 2], &tk.t[j + 1], sizeof(Token) * static_cast<std::size_t>(tk.n - j - 1));
+        tk.t[j + 1] = Token{t.s + k, t.len - k, false, nullptr};
+        t.len = k;
+        ++tk.n;
+    }
     // No table word begins with a figure.
     const Words& words = Words::get();
     for (int j = 0; j < tk.n; ++j)
@@ -312,8 +328,9 @@ void readUnit(const Token* t, int n, int j, Parsed& out) {
 void parseStreet(const Token* t, int n, Parsed& out) {
     const Words& words = Words::get();
     int i = 0;
-    // A line of its own words only: "#" alone is nothing to read.
-    while (i < n && isHash(t[i])) ++i;
+    // A line of its own words only: "#" alone is nothing to read. "# 4B 123
+    // MAIN ST" keeps its "#" for the unit written first.
+    while (i < n && isHash(t[i]) && !(i + 2 < n && !isHash(t[i + 1]) && startsDigit(t[i + 2]))) ++i;
     if (i == n) {
         out.problem = n ? PARSE_UNUSABLE : PARSE_EMPTY;
         return;
@@ -332,6 +349,11 @@ void parseStreet(const Token* t, int n, Parsed& out) {
     }
     // The special forms all begin with a word; most lines begin with a house number.
     if (startsDigit(t[i])) goto street;
+    if (matchKeyword(t, n, i, KW_GENERAL_DELIVERY)) {
+        out.kind = 'G';
+        setField(out.street, "GENERAL DELIVERY");
+        return;
+    }
     // PO box: a spelling and a number.
     if (int k = matchKeyword(t, n, i, KW_POBOX)) {
         int j = i + k;
@@ -393,8 +415,32 @@ void parseStreet(const Token* t, int n, Parsed& out) {
     }
 
 street:
+    // A unit written first: "APT 4B 123 MAIN ST".
+    if (unitAt(t, n, i) || (isHash(t[i]) && i + 1 < n)) {
+        int k = i + 1;
+        while (k < n && isHash(t[k])) ++k;
+        if (k + 1 < n && startsDigit(t[k + 1])) {
+            readUnit(t, n, i, out);
+            i = k + 1;
+        }
+    }
+    // A PO box behind a street: the box, nearest the last line, is where mail goes.
+    for (int j = i + 1; j < n; ++j) {
+        const int k = t[j].w && (t[j].w->keywords & (1u << KW_POBOX)) ? matchKeyword(t, n, j, KW_POBOX) : 0;
+        if (!k || (k == 1 && !eq(t[j], "BOX") && !eq(t[j], "POB") && !eq(t[j], "POBOX"))) continue;
+        int b = j + k;
+        while (b < n && isHash(t[b])) ++b;
+        if (b < n && hasDigit(t[b]) && startsDigit(t[i])) {
+            out.kind = 'P';
+            setField(out.street, "PO BOX");
+            setNumber(out.primary, t[b]);
+            out.designator[0] = out.secondary[0] = 0;
+            return;
+        }
+    }
     out.kind = 'S';
-    if (startsDigit(t[i])) {
+    // A house number, also one that begins with a letter ("N123W4567", "A12").
+    if (startsDigit(t[i]) || (hasDigit(t[i]) && i + 1 < n && !gluedUnit(t[i]))) {
         setField(out.primary, t[i]);
         ++i;
         if (i < n && isFraction(t[i]) && !t[i].commaBefore) {  // "12 1/2"
@@ -516,7 +562,8 @@ void parseLastTokens(const Token* t, int from, int to, Parsed& out) {
         break;
     }
     out.city[0] = 0;
-    for (int j = from; j < e; ++j) appendWord(out.city, t[j].s, t[j].len);
+    for (int j = from; j < e; ++j)
+        if (!isHash(t[j])) appendWord(out.city, t[j].s, t[j].len);
 }
 
 // A last line written at the end of the address line ("..., NEW YORK, NY
@@ -589,9 +636,15 @@ void parseAddress(const char* urbanization, const char* line1, const char* line2
     bool line1HasDigit = false, line2HasDigit = false;
     for (int j = 0; j < n1; ++j) line1HasDigit |= hasDigit(t1.t[j]);
     for (int j = 0; j < t2.n; ++j) line2HasDigit |= hasDigit(t2.t[j]);
-    if (t2.n && (isHash(t2.t[0]) || unitAt(t2.t, t2.n, 0) || gluedUnit(t2.t[0]))) {
+    auto isUnitLine = [](const Tokens& tk, int count) {
+        return count && (isHash(tk.t[0]) || unitAt(tk.t, count, 0) || gluedUnit(tk.t[0]));
+    };
+    if (isUnitLine(t2, t2.n)) {
         append(t1, n1);
         append(t2, t2.n);
+    } else if (isUnitLine(t1, n1) && line2HasDigit) {  // "Apt 4B" above "123 Main St"
+        append(t2, t2.n);
+        append(t1, n1);
     } else if (t2.n && matchKeyword(t2.t, t2.n, 0, KW_URB) && n1) {
         const int k = matchKeyword(t2.t, t2.n, 0, KW_URB);
         if (!out.urbanization[0])

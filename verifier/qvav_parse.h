@@ -30,7 +30,8 @@ struct Parsed {
     char state[3];
     char zip[6];
     char zip4[5];
-    char kind;     // 'S' street, 'P' PO box, 'R' rural route or highway contract, 'M' military
+    char kind;     // 'S' street, 'P' PO box, 'R' rural route or highway contract, 'M' military,
+                   // 'G' general delivery
     int problem;   // ParseProblem
     bool ordinalAdded;  // "34 ST" read as "34TH ST": the bare number is tried too
 };

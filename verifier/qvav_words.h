@@ -38,6 +38,7 @@ enum Keyword : unsigned {
     KW_ROUTE,
     KW_FARM_ROAD,
     KW_RANCH_ROAD,
+    KW_GENERAL_DELIVERY,
     KW_COUNT
 };
 
