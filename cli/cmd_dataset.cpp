@@ -84,6 +84,7 @@ struct SynthCommandOptions {
     std::string outDir;
     std::size_t list = 0;
     std::string listOut, answersOut;
+    std::string addressStyle = "split";
     double hitRate = 0.1;
     std::uint64_t seed = 1;
     std::string names = QV_DEFAULT_KB;
@@ -134,7 +135,9 @@ void runSynth(const SynthCommandOptions& o) {
 
     t = std::chrono::steady_clock::now();
     const auto rows = gen.makeList(o.list, o.hitRate, o.seed);
-    const qvw::SynthListSummary ls = qvw::SynthGenerator::writeList(rows, o.listOut);
+    const qvw::SynthListSummary ls = qvw::SynthGenerator::writeList(
+        rows, o.listOut,
+        o.addressStyle == "free" ? qvw::SynthGenerator::AddressStyle::Free : qvw::SynthGenerator::AddressStyle::Split);
     if (!o.answersOut.empty()) {
         std::ofstream out(o.answersOut, std::ios::binary | std::ios::trunc);
         out << "Customer ID,kind,expected_code\n";
@@ -188,6 +191,10 @@ void addDatasetCommand(CLI::App& app) {
     synth->add_option("--out", so->outDir, "Folder to write the data set into")->required();
     synth->add_option("--list", so->list, "Records of the mailing list to write")->check(CLI::PositiveNumber);
     synth->add_option("--list-out", so->listOut, "Mailing list CSV to write");
+    synth->add_option("--address-style", so->addressStyle,
+                      "split: verified columns with ZIP4; free: an address line and a last line as people type them")
+        ->capture_default_str()
+        ->check(CLI::IsMember({"split", "free"}));
     synth->add_option("--answers", so->answersOut, "CSV of each list record's kind and expected return code");
     synth->add_option("--hit-rate", so->hitRate, "Share of list records that find a move (A, 91, 92)")
         ->capture_default_str()

@@ -25,5 +25,7 @@ void addMatchCommand(CLI::App& app);
 void addLookupCommand(CLI::App& app);
 // `ncoa client-test --data DIR --in TESTFILE --out ANSWERS`
 void addClientTestCommand(CLI::App& app);
+// `ncoa verify --data DIR --in LIST.csv --out RESULT.csv`
+void addVerifyCommand(CLI::App& app);
 
 } // namespace ncoa_cli
