@@ -355,7 +355,8 @@ void mergeDottedSuffixes(Work& w) {
            w.t[j + 1].off == w.t[j].off + w.t[j].len)
       ++j;
     if (j == i) continue;
-    bool atEnd = j + 1 == w.n || w.t[j + 1].kind != K_WORD;
+    // At the end of a group, or before another dotted run ("M.D. S.C.").
+    bool atEnd = j + 1 == w.n || w.t[j + 1].kind != K_WORD || (w.t[j + 1].flags & F_DOT_NEXT);
     bool afterName = i > 0 && w.t[i - 1].kind == K_WORD;
     size_t len = static_cast<size_t>(w.t[j].off + w.t[j].len - w.t[i].off);
     uint16_t cls = atEnd ? w.kb.classOf(w.buf + w.t[i].off, len) : 0;
@@ -422,7 +423,7 @@ int stripSuffixes(Work& w, const uint8_t* words, int a, int j, bool evidence, in
       // after a comma or another suffix, or behind a plain given name and
       // surname ("JOHN SMITH V").
       bool proof = evidence || stripped ||
-                   (remain >= 2 && w.givenLike(words[a]) && w.plainSurname(words[j - 2]));
+                   (remain >= 2 && w.givenLike(words[a]) && w.sur(words[j - 2]) > w.giv(words[j - 2]));
       if (!proof || remain < 1) break;
       w.role[x] = R_GEN;
     } else if (t.cls & (WC_GEN_SUFFIX | WC_PROF_SUFFIX)) {
@@ -455,17 +456,21 @@ int stripTitles(Work& w, const uint8_t* words, int a, int m) {
   }
 }
 
+// A lone O: O'BRIEN written apart as "O BRIEN".
+bool isO(const Work& w, int i) { return w.t[i].len == 1 && w.buf[w.t[i].off] == 'O'; }
+
 // Number of words, 1 or 2, of the given name opening words v[0..m).
 // Two when the two words written as one are the more common given name
-// ("LA SHAWN" -> LASHAWN, "JO ANNE" -> JOANNE; not "MARY ANN", since MARY
-// alone is far more common than MARYANN), or when MA, the written short form
+// and the first word is hardly a given name alone ("LA SHAWN" -> LASHAWN,
+// "DE ANDRE"; not "JO ANNE" or "MARY ANN", whose first words are given names
+// of their own: there the second is the middle name), or when MA, the written short form
 // of MARIA, stands before a given name ("MA VICTORIA").
 int givenWords(const Work& w, const uint8_t* v, int m) {
   if (m < 2 || w.initial(v[0]) || w.initial(v[1])) return 1;
   const Tok& a = w.t[v[0]];
   if (a.len == 2 && w.buf[a.off] == 'M' && w.buf[a.off + 1] == 'A' && w.plainGiven(v[1])) return 2;
   WordInfo j = w.joined(v[0], v[1]);
-  return j.giv >= 0.3f && j.giv > 4 * j.sur && j.giv > a.giv && j.giv > w.giv(v[1]) ? 2 : 1;
+  return j.giv >= 0.3f && j.giv > 4 * j.sur && j.giv > 4 * a.giv ? 2 : 1;
 }
 
 // Name words of a text without comma.
@@ -483,8 +488,14 @@ void assignNames(Work& w, const uint8_t* v, int m) {
   // any particles that open the name ("DE LA CRUZ MARIA").
   int s = 0;
   while (s < m - 2 && w.has(v[s], WC_PARTICLE)) ++s;
+  if (s == 0 && m >= 3 && isO(w, v[0]) && w.joined(v[0], v[1]).sur > w.sur(v[1])) s = 1;  // "O BRIEN CASEY D"
+  // A name opening with a two-word given name ("LA KEISHA YOUNG", "MA ELENA
+  // E HOLDEN") is in the usual order.
+  int opening = m >= 3 ? givenWords(w, v, m) : 1;
   bool listOrder = false;
-  if (w.initial(v[m - 1]) && !w.initial(v[0])) {
+  if (opening == 2) {
+    // usual order
+  } else if (w.initial(v[m - 1]) && (!w.initial(v[0]) || s > 0)) {
     // "SMITH JOHN A", "SMITH J": a trailing initial follows the given name
     // in list order. But a given name with an initial is a first name and
     // middle initial ("KEVIN G", "MARY ANN T"), and "JOHN SMITH A" keeps
@@ -522,13 +533,12 @@ void assignNames(Work& w, const uint8_t* v, int m) {
     for (int k = f + 1; k < m; ++k) w.role[v[k]] = R_MIDDLE;
     return;
   }
-  int f = m >= 3 ? givenWords(w, v, m) : 1;
+  int f = opening;
   int k = m - 1;
   if (!w.has(v[m - 1], WC_NO_PARTICLE))
     while (k - 1 >= f && w.has(v[k - 1], WC_PARTICLE)) --k;
   if (k == m - 1 && k - 1 >= f) {
-    const Tok& p = w.t[v[k - 1]];
-    if (p.len == 1 && w.buf[p.off] == 'O') {
+    if (isO(w, v[k - 1])) {
       // "O MEARA": the apostrophe lost, O'MEARA written apart; only when the
       // statistics know the joined surname better than the bare one.
       WordInfo j = w.joined(v[k - 1], v[k]);
@@ -569,7 +579,7 @@ bool suffixGroup(Work& w, int b, int e, int surnameWords) {
     if (!(t.cls & (WC_GEN_SUFFIX | WC_PROF_SUFFIX | WC_AMBIG_SUFFIX))) return false;
     bool ambiguous = !(t.cls & (WC_GEN_SUFFIX | WC_PROF_SUFFIX)) && !(t.flags & F_DOTTED);
     if (ambiguous && surnameWords < 2) return false;  // "NGUYEN, MA": MA is the given name
-    if ((t.cls & WC_TITLE) && !(t.cls & WC_GEN_SUFFIX) && m == 1) return false;  // "SMITH, MS"
+    if ((t.cls & WC_TITLE) && !(t.cls & WC_GEN_SUFFIX) && m == 1 && surnameWords < 2) return false;  // "SMITH, MS"
     --j;
   }
   if (m == 0) return false;
