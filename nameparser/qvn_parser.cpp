@@ -1,46 +1,67 @@
 // Person-name splitting for the definition "Name (Address Update)".
 //
+// Word frequencies come from the national statistics (surname_freq.txt,
+// given_freq.txt): how many in 100,000 people carry a word as surname, and
+// as given name. A word is "plainly" one of them when it is common enough to
+// know and four times more often that than the other (GARCIA a surname,
+// MARIA a given name; THOMAS, LEE, TAYLOR neither).
+//
 // Rules, in the order they apply:
-//  - Text is upper-cased (ASCII); periods are dropped ("J." -> "J"); hyphens
-//    and inner apostrophes stay in words, and a hyphen standing apart joins
-//    its neighbours ("SMITH - JONES" -> "SMITH-JONES"). Text in double
-//    quotes, parentheses, brackets, braces, or a quoted word ('BOB') is a
-//    nickname and is dropped. Words without a letter (numbers) and words of
+//  - Text is upper-cased (ASCII); accented Latin letters fold to plain ones
+//    whether written in UTF-8, in Latin-1 or UTF-8 encoded twice ("André",
+//    "AndrÃ©" -> ANDRE); periods are dropped ("J." -> "J"); hyphens and
+//    inner apostrophes stay in words, and a hyphen standing apart joins its
+//    neighbours ("SMITH - JONES" -> "SMITH-JONES"). Text in double quotes,
+//    parentheses, brackets, braces, or a quoted word ('BOB') is a nickname
+//    and is dropped, except a generation in parentheses ("(IV)"), read as a
+//    suffix after a comma. Words without a letter (numbers) and words of
 //    ignored_words.txt (FAMILY, RESIDENT) are dropped; "C/O" ends the name.
-//    Dotted abbreviations at the end of a group read as one word when that
-//    word is a suffix ("PH.D." -> "PHD"); elsewhere they are initials
-//    ("J.R. SMITH" -> first J, middle R).
+//    Dotted abbreviations at the end of a group, or before another dotted
+//    run, read as one word when that word is a suffix ("PH.D." -> "PHD",
+//    "M.D. S.C."); elsewhere they are initials ("J.R. SMITH" -> J, R).
 //  - People: "&", "+", "/" and the conjunction words separate people. Only
 //    the first person is returned. When that person has no surname of their
-//    own, being one word or ending in an initial or a known given name
+//    own, being one word or ending in an initial or a plain given name
 //    ("JOHN AND MARY SMITH", "JOHN A & MARY SMITH", "MARY ANN AND JOHN
-//    SMITH"), the surname, and the
-//    suffix unless the first person has one, come from the second. When the
-//    first part holds only titles ("MR AND MRS JOHN SMITH") those titles are
-//    the prefix of the second part's name.
-//  - Commas: trailing comma groups made only of suffixes are suffixes
-//    ("JOHN SMITH, JR"). Otherwise text before the first comma is the
-//    surname (with its own titles and suffixes: "SMITH JR, JOHN"), and the
-//    rest is titles, first name, middle names and suffixes.
-//  - Without a comma: leading titles, trailing suffixes, then the surname is
-//    the last word with the particles before it ("MARIA DE LA CRUZ"), the
-//    first word is the first name and the rest the middle. A particle is
-//    never taken for the surname when it is the first word ("VAN MORRISON")
-//    nor before a surname of particle_free_surnames.txt ("THANH VAN NGUYEN").
-//    The name is in list order, surname first, when the last word is a lone
-//    initial and the first is not ("SMITH JOHN A"), or when of two or three
-//    words the first is only a known surname and the second only a known
-//    given name ("SMITH JOHN", "SMITH JOHN ROBERT"; surnames.txt and
-//    given_names.txt; a word in both lists proves nothing).
-//  - A lone word is the surname, unless it is an initial or only a known
-//    given name ("MRS MARY"): then it is the first name.
-//  - Suffixes: all go to slot 4, generational ones first, then professional
-//    ones, each in input order ("JR JR" is passed whole for the caller to
-//    mend). A suffix is only taken when a name word is left before it. A
-//    suffix that is also a surname (ambiguous_suffixes.txt: DO, MA) needs
-//    evidence: written dotted ("D.O."), another suffix after it, or a comma
-//    before it, and two name words must stay, the last not an initial
-//    ("ANH DO", "THANH V DO" keep DO as the surname).
+//    SMITH"), the surname, and the suffix unless the first person has one,
+//    come from the second. When the first part holds only titles ("MR AND
+//    MRS JOHN SMITH") those titles are the prefix of the second part's name.
+//  - Commas: trailing comma groups made only of suffixes and suffix phrases
+//    are suffixes ("JOHN SMITH, JR", "ROBERT K, JR", "JOHN DOE, CPA, CFP").
+//    Otherwise text before the first comma is the surname (with its own
+//    titles and suffixes: "SMITH JR, JOHN"), and the rest is titles, first
+//    name, middle names and suffixes.
+//  - Titles: leading words of titles.txt; a word of title_leads.txt only
+//    when a title follows ("STATE SENATOR", "VICE ADMIRAL").
+//  - Suffixes: trailing words of the suffix lists and phrases of
+//    suffix_phrases.txt ("ATTORNEY AT LAW"). All go to slot 4, generational
+//    ones first, then professional ones, each in input order ("JR JR" is
+//    passed whole for the caller to mend). A suffix is only taken when a
+//    name word is left before it. A suffix that is also a surname
+//    (ambiguous_suffixes.txt: DO, MA) needs evidence: written dotted
+//    ("D.O."), another suffix after it, or a comma before it, and two name
+//    words must stay, the last not an initial ("ANH DO", "THANH V DO"). A
+//    lone V is a middle initial too: a generation only with a comma or
+//    another suffix, or behind a given name and a surname ("JOHN SMITH V").
+//  - Without a comma the name is in the usual order, except in list order:
+//    the last word is a lone initial and the first is not a given name
+//    ("SMITH JOHN A", "SMITH J"; but "KEVIN G" is a first name and middle
+//    initial), or the first word (after any particles) is plainly a surname
+//    and the next a given name, with that reading four times likelier than
+//    the usual one ("GARCIA MARIA", "NGUYEN THANH", "DE VRIENDT JAN").
+//  - In the usual order the first word is the first name, or the first two
+//    when written together they are a given name the first word alone
+//    hardly is ("LA SHAWN", "DE ANDRE"), or MA (for MARIA) before a given
+//    name ("MA VICTORIA"). The surname is the last word with the particles
+//    before it ("MARIA DE LA CRUZ"), with "O" before it when the joined
+//    surname is known better ("O MEARA"), or with the word before it when
+//    that word is a surname and hardly ever a given name and the first
+//    word plainly a given name ("ANA GARCIA LOPEZ"). The words between are
+//    middle names. A particle is never the surname when it is the first word
+//    ("VAN MORRISON") nor before a surname of particle_free_surnames.txt
+//    ("THANH VAN NGUYEN").
+//  - A lone word is the surname, unless it is an initial or thirty times
+//    more often a given name ("MRS MARY"): then it is the first name.
 #include "qvn_parser.h"
 
 #include <cstring>

@@ -365,6 +365,9 @@ TEST_F(NameParserStartup, BadLineNamesFileAndLine) {
       {"generational_suffixes.txt", "JR\nSR\njr\n", "generational_suffixes.txt:3: bad entry \"JR\" (duplicate"},
       {"surname_particles.txt", "DE\n123\n", "surname_particles.txt:2:"},
       {"definitions.txt", "# none\n", "defines no parse definition"},
+      {"surname_freq.txt", "# figures\nSMITH 919.6\nJONES many\n", "surname_freq.txt:3: bad entry"},
+      {"given_freq.txt", "JAMES 2886\n", "given_freq.txt:1: bad entry"},
+      {"suffix_phrases.txt", "ATTORNEY AT LAW\nREALTOR\n", "suffix_phrases.txt:2:"},
   };
   for (const Spoil& s : spoils) {
     fs::remove_all(dir_);
