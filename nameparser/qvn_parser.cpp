@@ -466,6 +466,11 @@ int stripSuffixes(Work& w, const uint8_t* words, int a, int j, bool evidence, in
 // Leading titles; a title lead ("STATE", "VICE") only before another title.
 int stripTitles(Work& w, const uint8_t* words, int a, int m) {
   for (;;) {
+    // JUSTICE, a title, is also a given name: before an initial and a
+    // surname it is the given name ("JUSTICE P FERRARO").
+    if (a < m && w.has(words[a], WC_TITLE) && w.giv(words[a]) >= 5 && a + 2 < m &&
+        w.initial(words[a + 1]))
+      return a;
     if (a < m && w.has(words[a], WC_TITLE)) {
       w.role[words[a++]] = R_PREFIX;
       continue;
@@ -512,7 +517,16 @@ void assignNames(Work& w, const uint8_t* v, int m) {
   if (s == 0 && m >= 3 && isO(w, v[0]) && w.joined(v[0], v[1]).sur > w.sur(v[1])) s = 1;  // "O BRIEN CASEY D"
   // A name opening with a two-word given name ("LA KEISHA YOUNG", "MA ELENA
   // E HOLDEN") is in the usual order.
-  int opening = m >= 3 ? givenWords(w, v, m) : 1;
+  int opening = givenWords(w, v, m);
+  // "LA SHAWN" alone: a given name, no surname; but "LI NA" (LINA a given
+  // name) opens with a plain surname.
+  if (m == 2 && opening == 2) {
+    if (w.has(v[0], WC_PARTICLE) || !w.plainSurname(v[0])) {
+      w.role[v[0]] = w.role[v[1]] = R_FIRST;
+      return;
+    }
+    opening = 1;
+  }
   bool listOrder = false;
   if (opening == 2) {
     // usual order
@@ -540,7 +554,7 @@ void assignNames(Work& w, const uint8_t* v, int m) {
     // product of the two words' frequencies in either role).
     const float eps = 0.05f;  // a word the statistics do not know
     int g = s + 1;
-    bool surnameFirst = s > 0 || w.plainSurname(v[s]) || w.has(v[s], WC_NO_PARTICLE);
+    bool surnameFirst = (s > 0 && !w.initial(v[s])) || w.plainSurname(v[s]) || w.has(v[s], WC_NO_PARTICLE);
     bool givenSecond = w.giv(v[g]) >= 0.3f && !w.has(v[g], WC_PARTICLE);
     float lf = (w.sur(v[s]) + eps) * w.giv(v[g]);
     float fl = (w.giv(v[0]) + eps) * (w.sur(v[m - 1]) + eps);
