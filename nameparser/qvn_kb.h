@@ -21,8 +21,8 @@ enum WordClass : uint16_t {
   WC_CONJ = 32,          // separates two people (AND)
   WC_NO_PARTICLE = 64,   // surname that never takes a particle before it (NGUYEN)
   WC_IGNORED = 128,      // never part of a name on a list (FAMILY, RESIDENT)
-  WC_GIVEN = 256,        // common given name (JOHN); read by the list generator, not the parser
-  WC_SURNAME = 512,      // common surname (SMITH); likewise
+  WC_GIVEN = 256,        // in given_names.txt (kept for the data generator; the parser uses frequencies)
+  WC_SURNAME = 512,      // in surnames.txt; likewise
   WC_TITLE_LEAD = 1024,  // a title only before another title (STATE SENATOR, VICE ADMIRAL)
   WC_PHRASE_END = 2048   // last word of a suffix phrase (ATTORNEY AT LAW)
 };
