@@ -1,3 +1,5 @@
+// fuzz-libs: qvav_core
+// fuzz-sources: verifier/qvav.cpp
 // libFuzzer target: arbitrary bytes as the four lines of an address (split at
 // newlines) through the exported verifier, parsing only, and through the
 // parser with lines as long as it reads. Every input must give a result with
