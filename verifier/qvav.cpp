@@ -262,8 +262,9 @@ QVAV_API int qvav_write_3553(qvav_context* av, const void* form188, const char* 
         const struct {
             const char* label;
             int off, width;
-        } fields[] = {{"Text 1", 0, 25},  {"Text 2", 56, 32},  {"Text 3", 89, 32},
-                      {"Text 4", 122, 32}, {"Text 5", 155, 32}, {"Text 6", 26, 25}};
+        } fields[] = {{"List name", 0, 25},          {"List processor", 56, 32},
+                      {"Processor address", 89, 32},  {"Processor city, state, ZIP", 122, 32},
+                      {"Mailer", 155, 32},            {"List ID", 26, 25}};
         for (const auto& f : fields) {
             std::snprintf(line, sizeof line, "%-28s%s\n", f.label, text(f.off, f.width).c_str());
             out += line;
