@@ -303,8 +303,10 @@ TEST_F(ClientTest, EdgeCasesOfTheRun) {
     ASSERT_EQ(run(path("client.txt"), path("f_out.txt"), 0, nullptr, path("form.txt").c_str()), QVNCOA_OK);
     const std::string form = readAll(path("form.txt"));
     const char* texts[] = {"SAMPLE LIST", "QV PROCESSING", "1 MAIN ST", "ANYTOWN NY 10001", "SAMPLE MAILER", "LIST 7"};
+    const char* labels[] = {"List name", "List processor", "Processor address", "Processor city, state, ZIP",
+                            "Mailer", "List ID"};
     for (int i = 0; i < 6; ++i)
-        EXPECT_NE(form.find(pad("Text " + std::to_string(i + 1), 28) + texts[i] + "\n"), std::string::npos) << form;
+        EXPECT_NE(form.find(pad(labels[i], 28) + texts[i] + "\n"), std::string::npos) << form;
     EXPECT_NE(form.find(pad("Lists", 28) + "1\n"), std::string::npos);
     EXPECT_NE(form.find(pad("Records", 28) + std::to_string(tests_.size()) + "\n"), std::string::npos) << form;
 }
