@@ -67,25 +67,6 @@ void place(char* record, int pos, const fixedString<N>& field) {
     std::memcpy(record + pos, field.buf, N);
 }
 
-const char* addressRecordOf(const void* verified) {
-    if (verified == nullptr) return nullptr;
-    const char* main = static_cast<const char*>(verified);
-    const char* sub;
-    std::memcpy(&sub, main + QVAV_MAIN_ADDRESS, sizeof sub);
-    return sub;
-}
-
-// The verified address into the engine's input, as the lookup with the
-// verifier builds it: ZIP, then the add-on over positions 5 to 8.
-void inputFromVerifier(NCOAInput& input, const char* addr) {
-    input.zip9.cpyIn(addr + QVAV_ADDR_ZIP);
-    input.zip9.cpyIn(addr + QVAV_ADDR_ZIP4, -1, -1, 4, 5, 4);
-    input.pno.cpyIn(addr + QVAV_ADDR_PRIMARY);
-    input.desc.cpyIn(addr + QVAV_ADDR_DESIGNATOR);
-    input.sno.cpyIn(addr + QVAV_ADDR_SECONDARY);
-    input.recordType = addr[QVAV_ADDR_RECORD_TYPE];
-}
-
 void putDate(char* at, int year, int month, int day) {
     char text[48];
     std::snprintf(text, sizeof text, "%.4d%.2d%.2d", year, month, day);
@@ -138,7 +119,7 @@ void testClientOutputDetail::set(const NCOAAnswer& answer, const testClientInput
     }
 
     // The verified address says nothing of whom nobody found or a deletion hid.
-    const char* addr = addressRecordOf(verified);
+    const char* addr = verifiedAddressOf(verified);
     const bool hideVerified = std::strncmp(answer.returnCode.buf, "00", 2) == 0 ||
                               std::strncmp(answer.returnCode.buf, "66", 2) == 0;
     if (addr != nullptr && !hideVerified) {
@@ -365,7 +346,7 @@ int CNCOA_Auditor::processRecord(const testClientInputDetailRecord& in, testClie
 
     NCOAInput input;
     input.name.cpyIn(in.nameText.buf, 40);
-    const char* addr = addressRecordOf(result);
+    const char* addr = verifiedAddressOf(result);
     if (addr != nullptr) {
         inputFromVerifier(input, addr);
         if (debug) {

@@ -51,4 +51,11 @@ int atBoundary(char* errorText, Body&& body) {
 // The caller's month limit: below 6 means none (0), above 48 is 48.
 int clampMedMonths(int medMonths);
 
+// The verifier's address sub-record behind its result (null for no result),
+// and the engine's input built from it: ZIP, the add-on over positions 5 to 8,
+// numbers, designator and record type. The lookup with the verifier and the
+// client test build the input the same way.
+const char* verifiedAddressOf(const void* verified);
+void inputFromVerifier(NCOAInput& input, const char* addr);
+
 }  // namespace QV_NCOA

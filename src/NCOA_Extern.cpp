@@ -68,6 +68,24 @@ int clampMedMonths(int medMonths) {
     return medMonths;
 }
 
+// Only these fields of the verifier's record are read; see qvav.h.
+const char* verifiedAddressOf(const void* verified) {
+    if (verified == nullptr) return nullptr;
+    const char* sub;
+    std::memcpy(&sub, static_cast<const char*>(verified) + QVAV_MAIN_ADDRESS, sizeof sub);
+    return sub;
+}
+
+void inputFromVerifier(NCOAInput& input, const char* addr) {
+    if (addr == nullptr) return;
+    input.zip9.cpyIn(addr + QVAV_ADDR_ZIP);
+    input.zip9.cpyIn(addr + QVAV_ADDR_ZIP4, -1, 0, 4, 5, 4);  // the ZIP's blanks behind it stay where it is short
+    input.pno.cpyIn(addr + QVAV_ADDR_PRIMARY);
+    input.desc.cpyIn(addr + QVAV_ADDR_DESIGNATOR);
+    input.sno.cpyIn(addr + QVAV_ADDR_SECONDARY);
+    input.recordType = addr[QVAV_ADDR_RECORD_TYPE];
+}
+
 int doIt(NCOAInput& in, void* dataObj, qvncoa_out_addr_t* out, int mode, int medMonths, unsigned flags) {
     CNCOA_Main driver(*tablesOf(dataObj), (flags & QVNCOA_LOOKUP_DEBUG) != 0);
     NCOAAnswer answer;
@@ -164,16 +182,9 @@ QVNCOA_API int qvncoa_lookup_with_qvav(void* dataObj, qvav_context* av, const ch
         out->avRecord = result;
         if (status != 0) return status;
 
-        // Only these fields of the verifier's record are read; see qvav.h.
-        const char* addr = *reinterpret_cast<char* const*>(static_cast<const char*>(result) + QVAV_MAIN_ADDRESS);
         NCOAInput input;
         input.name.cpyIn(record[0], 40);
-        input.zip9.cpyIn(addr + QVAV_ADDR_ZIP);
-        input.zip9.cpyIn(addr + QVAV_ADDR_ZIP4, -1, 0, 4, 5, 4);  // the ZIP's blanks behind it stay where it is short
-        input.pno.cpyIn(addr + QVAV_ADDR_PRIMARY);
-        input.desc.cpyIn(addr + QVAV_ADDR_DESIGNATOR);
-        input.sno.cpyIn(addr + QVAV_ADDR_SECONDARY);
-        input.recordType = addr[QVAV_ADDR_RECORD_TYPE];
+        inputFromVerifier(input, verifiedAddressOf(result));
         return doIt(input, dataObj, out, mode, medMonths, flags);
     });
 }
