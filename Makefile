@@ -46,5 +46,12 @@ demo: all
 	@echo "Processing summary report ($(BUILD)/sample-report.txt):"
 	@cat $(BUILD)/sample-report.txt
 
+# Libraries, headers, ncoa, the name knowledge base, pkg-config and CMake
+# package files (and the Python module when pybind11 is there) under PREFIX.
+PREFIX ?= /usr/local
+.PHONY: install
+install: all
+	cmake --install $(BUILD) --prefix $(PREFIX)
+
 clean:
 	rm -rf $(BUILD) $(ASAN_BUILD)
