@@ -251,6 +251,16 @@ PYBIND11_MODULE(_qvncoa, m) {
         .def("_match", &DataSet::match)
         .def_property_readonly("root", &DataSet::root)
         .def_property_readonly("kb", &DataSet::kb);
+    m.def(
+        "answer_columns",
+        [](const std::vector<std::string>& header, const std::vector<std::string>& maps) {
+            std::vector<std::string> names =
+                DataSet::answerColumns(ColumnMap::resolve(header, maps).freeForm());
+            names.push_back("ncoa_error");
+            return names;
+        },
+        py::arg("header"), py::arg("maps") = std::vector<std::string>{},
+        "The columns DataSet.match adds behind those of a table with this header");
     m.def("knowledge_base_candidates", &knowledgeBaseCandidates,
           "Where the name knowledge base is looked for when kb is not given, in order");
     m.attr("OK") = static_cast<int>(QVNCOA_OK);

@@ -5,9 +5,15 @@
     result = ds.match(pandas.read_csv("list.csv", dtype=str, keep_default_na=False))
 """
 from ._qvncoa import OK, OK_MOVE_TOO_OLD, Error, knowledge_base_candidates
+from ._qvncoa import answer_columns as _answer_columns
 from ._qvncoa import DataSet as _DataSet
 
-__all__ = ["DataSet", "Error", "OK", "OK_MOVE_TOO_OLD", "knowledge_base_candidates"]
+__all__ = ["DataSet", "Error", "OK", "OK_MOVE_TOO_OLD", "answer_columns", "knowledge_base_candidates"]
+
+
+def answer_columns(columns, map=None):
+    """The columns DataSet.match adds behind a table with these columns."""
+    return _answer_columns([str(c) for c in columns], [f"{k}={v}" for k, v in (map or {}).items()])
 
 
 class DataSet(_DataSet):

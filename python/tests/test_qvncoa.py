@@ -36,6 +36,10 @@ def test_lookup_matches_the_list_row(ds, sample_result):
         for col in sample_result.columns:
             if col.startswith("ncoa_") and col != "ncoa_error":
                 assert a[col] == moved[col], col
+        # The display columns are the library's lines with runs of spaces made one.
+        assert "  " in a["ncoa_address_line"]
+        assert a["ncoa_address_display"] == " ".join(a["ncoa_address_line"].split())
+        assert a["ncoa_last_line_display"] == " ".join(a["ncoa_last_line"].split())
 
 
 def test_errors_carry_the_library_code(sample_data, tmp_path):
