@@ -1,3 +1,6 @@
+import os
+import subprocess
+import sys
 import threading
 
 import pandas as pd
@@ -70,3 +73,14 @@ def test_two_threads_on_one_data_set(ds, sample_result):
         t.join()
     for r in results:
         pd.testing.assert_frame_equal(r, want)
+
+
+def test_example_script_writes_what_ncoa_match_writes(sample_data, sample_result, tmp_path):
+    example = os.path.join(os.path.dirname(__file__), "..", "examples", "match_list.py")
+    out = tmp_path / "out.csv"
+    r = subprocess.run([sys.executable, example, sample_data, SAMPLE_LIST, str(out)], capture_output=True, text=True)
+    assert r.returncode == 0, r.stderr
+    pd.testing.assert_frame_equal(pd.read_csv(out, dtype=str, keep_default_na=False), sample_result)
+    row = sample_result[sample_result["Name"] == "JOHN A SMITH"].iloc[0]
+    want = [row["ncoa_return_code"], *row["ncoa_address_line"].split(), *row["ncoa_last_line"].split()]
+    assert r.stdout.split("\n")[-2].split() == want
