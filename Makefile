@@ -68,5 +68,12 @@ demo: all
 	@echo
 	@cat $(BUILD)/sample-form3553.txt
 
+# Libraries, headers, ncoa, the name knowledge base, pkg-config and CMake
+# package files (and the Python module when pybind11 is there) under PREFIX.
+PREFIX ?= /usr/local
+.PHONY: install
+install: all
+	cmake --install $(BUILD) --prefix $(PREFIX)
+
 clean:
 	rm -rf $(BUILD) $(ASAN_BUILD)

@@ -76,4 +76,14 @@ void addCounts(qvncoa_cumulativeStatsRecord_t& to, const qvncoa_cumulativeStatsR
         for (int p = 0; p < QVNCOA_MED_PERIODS; ++p) to.medPeriodCounts[f][p] += from.medPeriodCounts[f][p];
 }
 
+std::string_view collapseSpaces(std::string_view text, char* out) {
+    std::size_t n = 0;
+    for (const char c : text) {
+        if (c == ' ' && (n == 0 || out[n - 1] == ' ')) continue;
+        out[n++] = c;
+    }
+    if (n > 0 && out[n - 1] == ' ') --n;
+    return std::string_view(out, n);
+}
+
 }  // namespace ncoa_cli

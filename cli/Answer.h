@@ -10,11 +10,18 @@
 
 namespace ncoa_cli {
 
+// `text` with runs of spaces made one and no spaces at either end, into
+// `out` (at least as large as `text`): the address as people read it.
+std::string_view collapseSpaces(std::string_view text, char* out);
+
 // Calls f(column, label, value) for each answer field, in output order.
-// Months since the move is empty when the answer has no move date.
+// Months since the move is empty when the answer has no move date. The
+// library's fields keep their exact bytes; the display columns beside the
+// address and last line are for people.
 template <typename F>
 void forEachAnswerField(const qvncoa_out_addr_t& o, F&& f) {
     char months[16], lookups[16];
+    char addressDisplay[sizeof o.addressLine], lastLineDisplay[sizeof o.lastLine];
     std::snprintf(months, sizeof months, "%d", o.monthsSinceMove);
     std::snprintf(lookups, sizeof lookups, "%d", o.lookupCount);
     const char moveType[2] = {o.moveType == ' ' ? '\0' : o.moveType, '\0'};
@@ -32,6 +39,8 @@ void forEachAnswerField(const qvncoa_out_addr_t& o, F&& f) {
     f("ncoa_secondary_number", "Secondary number", std::string_view(o.secondaryNumber));
     f("ncoa_address_line", "Address line", std::string_view(o.addressLine));
     f("ncoa_last_line", "Last line", std::string_view(o.lastLine));
+    f("ncoa_address_display", "Address (display)", collapseSpaces(o.addressLine, addressDisplay));
+    f("ncoa_last_line_display", "Last line (display)", collapseSpaces(o.lastLine, lastLineDisplay));
     f("ncoa_city", "City", std::string_view(o.city));
     f("ncoa_state", "State", std::string_view(o.state));
     f("ncoa_zip", "ZIP", std::string_view(o.zip));

@@ -7,13 +7,14 @@
 #include <stdexcept>
 #include <string>
 
+#include "KnowledgeBase.h"
 #include "qvncoa.h"
 
 namespace ncoa_cli {
 
 struct OpenOptions {
     std::string data;
-    std::string kb = QV_DEFAULT_KB;
+    std::string kb = defaultKnowledgeBase();
     bool memory = false;
     int flatIndex = 0;  // key bytes of the flat index to use, 0 for none
 };

@@ -5,6 +5,7 @@
 #include "commands.h"
 
 #include "ClientTestWriter.h"
+#include "KnowledgeBase.h"
 #include "DataSetWriter.h"
 #include "Synth.h"
 #include "World.h"
@@ -87,7 +88,7 @@ struct SynthCommandOptions {
     std::string addressStyle = "split";
     double hitRate = 0.1;
     std::uint64_t seed = 1;
-    std::string names = QV_DEFAULT_KB;
+    std::string names = defaultKnowledgeBase();
     std::string releaseDate;
     std::string clientTest, clientTestS1;
     bool quiet = false;

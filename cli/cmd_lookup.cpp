@@ -28,6 +28,12 @@ void runLookup(const LookupOptions& o) {
     const int rc = qvncoa_lookup_without_qvav(data.get(), &in, &out, mode, o.months, err, 0);
     if (rc != QVNCOA_OK && rc != QVNCOA_OK_MOVE_TOO_OLD) throw LibraryError(rc, std::string("lookup failed: ") + err);
 
+    // The new address as people read it first, then every field as it stands.
+    char display[sizeof out.addressLine];
+    if (out.addressLine[0] != '\0') {
+        fmt::print("{}\n", collapseSpaces(out.addressLine, display));
+        fmt::print("{}\n\n", collapseSpaces(out.lastLine, display));
+    }
     fmt::print("{:<22}{}\n", "Input name", out.inputName);
     fmt::print("{:<22}{}{}\n", "Result", rc,
                rc == QVNCOA_OK_MOVE_TOO_OLD ? " (the move is older than --months)" : "");

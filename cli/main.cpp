@@ -1,8 +1,22 @@
+#include "KnowledgeBase.h"
 #include "commands.h"
 
 #include <fmt/core.h>
 
 #include <exception>
+
+namespace {
+// Every --kb (and synth's --names) tells where the knowledge base is looked for.
+void describeKnowledgeBase(CLI::App& app) {
+    for (CLI::App* sub : app.get_subcommands([](CLI::App*) { return true; })) {
+        for (const char* name : {"--kb", "--names"})
+            if (CLI::Option* opt = sub->get_option_no_throw(name))
+                opt->description(opt->get_description() + " (when not given: " +
+                                 ncoa_cli::knowledgeBaseSearchText() + ")");
+        describeKnowledgeBase(*sub);
+    }
+}
+}  // namespace
 
 int main(int argc, char** argv) {
     CLI::App app{"NCOALink data sets and move processing", "ncoa"};
@@ -14,6 +28,7 @@ int main(int argc, char** argv) {
     ncoa_cli::addProveCommands(app);
     ncoa_cli::addDatasetCommand(app);
     ncoa_cli::addClientTestCommand(app);
+    describeKnowledgeBase(app);
 
     try {
         app.parse(argc, argv);

@@ -110,7 +110,7 @@ TEST_F(NcoaCommand, KeepsEveryRowInOrderWithOneOrTwoThreads) {
 
         const std::vector<std::string> head = fields(out[0]);
         const std::size_t inCols = fields(input[0]).size();
-        ASSERT_EQ(head.size(), inCols + 26);
+        ASSERT_EQ(head.size(), inCols + 28);
         EXPECT_EQ(head[inCols], "ncoa_return_code");
         EXPECT_EQ(head.back(), "ncoa_error");
         for (std::size_t i = 1; i < out.size(); ++i) {
@@ -139,7 +139,7 @@ TEST_F(NcoaCommand, ReportCountsTheCodesThatCameBack) {
     ASSERT_EQ(r.status, 0) << r.err;
     std::map<std::string, int> codes;
     const std::vector<std::string> out = lines(slurp(path("out.csv")));
-    const std::size_t rcCol = fields(out[0]).size() - 26;
+    const std::size_t rcCol = fields(out[0]).size() - 28;
     for (std::size_t i = 1; i < out.size(); ++i) ++codes[fields(out[i])[rcCol]];
     const int rows = static_cast<int>(out.size()) - 1;
     const int provided = codes["A"] + codes["91"] + codes["92"];
