@@ -45,7 +45,26 @@ void CNCOA_DataTables::readNameRules() {
         r.toLen = static_cast<int16_t>(s[4] - '0');
         r.from.cpyIn(s, n, 5, 8);
         r.to.cpyIn(s, n, 13, 8);
+        r.noteBytes();
         nameRules.push_back(r);
+    }
+}
+
+void nameRule::noteBytes() {
+    for (uint64_t& w : needs) w = 0;
+    for (int i = 0; i < fromLen; ++i) {
+        const unsigned char c = static_cast<unsigned char>(from.buf[i]);
+        needs[c >> 6] |= uint64_t(1) << (c & 63);
+    }
+}
+
+// Every comparison reads inside the 40 bytes of work_, so a byte missing from
+// all of them rules a rule out.
+void CNCOA_NameRules::noteWork() {
+    for (uint64_t& w : has_) w = 0;
+    for (int i = 0; i < kWorkLen; ++i) {
+        const unsigned char c = static_cast<unsigned char>(work_.buf[i]);
+        has_[c >> 6] |= uint64_t(1) << (c & 63);
     }
 }
 
@@ -70,6 +89,9 @@ void CNCOA_NameRules::applyRules(const char* in, char* out, int len) {
     do {
         changed_ = false;
         for (ruleIdx_ = 0; ruleIdx_ < count; ++ruleIdx_) {
+            // A rule that cannot fire now cannot fire in its three checks
+            // either: they change the text only by firing.
+            if (!mayFire(rules[ruleIdx_])) continue;
             do2000CheckLeft();
             do3000CheckMiddle();
             do4000CheckRight();
@@ -89,6 +111,7 @@ void CNCOA_NameRules::do1000deblank() {
         if ((hx_uchar_astype_table[c] & HX_CT_ALPHA) == 0 || c == ' ') continue;
         work_.buf[length_++] = static_cast<char>(std::toupper(c));
     }
+    noteWork();
 }
 
 // No test of the word's length: a left rule may consume the whole word.
@@ -113,6 +136,7 @@ void CNCOA_NameRules::do3000CheckMiddle() {
     for (pos_ = 2; pos_ <= static_cast<int>(length_) - r.fromLen; ++pos_) {
         int at0 = pos_ - 1;
         if (pos_ + r.fromLen - 1 > kWorkLen) continue;
+        if (r.fromLen > 0 && work_.buf[at0] != r.from.buf[0]) continue;  // the common miss, without a call
         if (std::memcmp(work_.buf + at0, r.from.buf, static_cast<size_t>(r.fromLen)) != 0) continue;
         scratch_.spcs();
         int at = 0;
@@ -141,6 +165,7 @@ void CNCOA_NameRules::do5000Common() {
     std::memcpy(work_.buf, scratch_.buf, kWorkLen);
     length_ = static_cast<uint8_t>(length_ + rule().toLen - rule().fromLen);
     changed_ = true;
+    noteWork();
 }
 
 }  // namespace QV_NCOA
