@@ -13,6 +13,13 @@ namespace QV_NCOA {
 namespace {
 const int kWorkLen = 40;
 
+// memcmp(a, b, n) == 0 for the few bytes of a rule, without a call.
+inline bool sameBytes(const char* a, const char* b, int n) {
+    for (int i = 0; i < n; ++i)
+        if (a[i] != b[i]) return false;
+    return true;
+}
+
 // Appends n bytes at `at`, cut at the end of the 40-byte field.
 void put(fixedString<kWorkLen>& dst, int& at, const char* src, int n) {
     if (n > kWorkLen - at) n = kWorkLen - at;
@@ -106,19 +113,24 @@ void CNCOA_NameRules::do9000Init() {}
 void CNCOA_NameRules::do1000deblank() {
     length_ = 0;
     work_.spcs();
+    // The byte set of work_ is kept as the letters go in; blanks stay behind
+    // them unless the 40 bytes fill up, which the loop checks at the end.
+    for (uint64_t& w : has_) w = 0;
     for (int i = 0; i < inLen_ && length_ < kWorkLen; ++i) {
         unsigned char c = static_cast<unsigned char>(in_[i]);
         if ((hx_uchar_astype_table[c] & HX_CT_ALPHA) == 0 || c == ' ') continue;
-        work_.buf[length_++] = static_cast<char>(std::toupper(c));
+        const unsigned char u = static_cast<unsigned char>(std::toupper(c));
+        work_.buf[length_++] = static_cast<char>(u);
+        has_[u >> 6] |= uint64_t(1) << (u & 63);
     }
-    noteWork();
+    if (length_ < kWorkLen) has_[' ' >> 6] |= uint64_t(1) << (' ' & 63);
 }
 
 // No test of the word's length: a left rule may consume the whole word.
 void CNCOA_NameRules::do2000CheckLeft() {
     const nameRule& r = rule();
     if (!r.left) return;
-    if (r.fromLen > kWorkLen || std::memcmp(work_.buf, r.from.buf, static_cast<size_t>(r.fromLen)) != 0) return;
+    if (r.fromLen > kWorkLen || !sameBytes(work_.buf, r.from.buf, r.fromLen)) return;
     scratch_.spcs();
     int at = 0;
     put(scratch_, at, r.to.buf, r.toLen);
@@ -137,7 +149,7 @@ void CNCOA_NameRules::do3000CheckMiddle() {
         int at0 = pos_ - 1;
         if (pos_ + r.fromLen - 1 > kWorkLen) continue;
         if (r.fromLen > 0 && work_.buf[at0] != r.from.buf[0]) continue;  // the common miss, without a call
-        if (std::memcmp(work_.buf + at0, r.from.buf, static_cast<size_t>(r.fromLen)) != 0) continue;
+        if (!sameBytes(work_.buf + at0, r.from.buf, r.fromLen)) continue;
         scratch_.spcs();
         int at = 0;
         put(scratch_, at, work_.buf, at0);
@@ -153,7 +165,7 @@ void CNCOA_NameRules::do4000CheckRight() {
     if (!r.right) return;
     int s = static_cast<int>(length_) - r.fromLen;
     if (s < 0 || s + r.fromLen > kWorkLen) return;
-    if (std::memcmp(work_.buf + s, r.from.buf, static_cast<size_t>(r.fromLen)) != 0) return;
+    if (!sameBytes(work_.buf + s, r.from.buf, r.fromLen)) return;
     scratch_.spcs();
     int at = 0;
     put(scratch_, at, work_.buf, s);
