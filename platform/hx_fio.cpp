@@ -468,7 +468,8 @@ void hx_dir_close(hx_dir* dir) {
     delete dir;
 }
 
-int hx_fio_map(const char* path, hx_fio_view* view) {
+namespace {
+int mapWith(const char* path, hx_fio_view* view, int extraFlags) {
     if (view == nullptr) return EINVAL;
     view->data = nullptr;
     view->size = 0;
@@ -482,7 +483,7 @@ int hx_fio_map(const char* path, hx_fio_view* view) {
     } else if (S_ISDIR(st.st_mode)) {
         rc = EISDIR;
     } else if (st.st_size > 0) {
-        void* p = ::mmap(nullptr, static_cast<size_t>(st.st_size), PROT_READ, MAP_SHARED, fd, 0);
+        void* p = ::mmap(nullptr, static_cast<size_t>(st.st_size), PROT_READ, MAP_SHARED | extraFlags, fd, 0);
         if (p == MAP_FAILED) {
             rc = errno;
         } else {
@@ -493,6 +494,10 @@ int hx_fio_map(const char* path, hx_fio_view* view) {
     ::close(fd);  // the mapping holds the file
     return rc;
 }
+}  // namespace
+
+int hx_fio_map(const char* path, hx_fio_view* view) { return mapWith(path, view, 0); }
+int hx_fio_map_loaded(const char* path, hx_fio_view* view) { return mapWith(path, view, MAP_POPULATE); }
 
 void hx_fio_unmap(hx_fio_view* view) {
     if (view == nullptr) return;

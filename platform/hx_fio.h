@@ -61,6 +61,9 @@ struct hx_fio_view {
 // system error with view empty: ENOENT and the like when the path cannot be
 // opened, EISDIR for a folder, the mapping's error otherwise.
 int hx_fio_map(const char* path, hx_fio_view* view);
+// The same, reading the whole file in while mapping it, so that later reads
+// of the view touch memory only.
+int hx_fio_map_loaded(const char* path, hx_fio_view* view);
 // Releases a view made by hx_fio_map and empties it; an empty view is ignored.
 void hx_fio_unmap(hx_fio_view* view);
 

@@ -80,7 +80,8 @@ struct MappedFile {
     MappedFile(const MappedFile&) = delete;
     MappedFile& operator=(const MappedFile&) = delete;
 
-    void map(const QvbString& p) {
+    // loaded: the file is read in now (the in-memory mode), not page by page.
+    void map(const QvbString& p, bool loaded = false) {
         hx_fio_unmap(&view);
         path = p;
         statErr = mapErr = 0;
@@ -90,7 +91,7 @@ struct MappedFile {
         statErr = hx_fio_stat(path.asCstr(), &info);
         if (statErr != 0) return;
         statSize = info.size;
-        mapErr = hx_fio_map(path.asCstr(), &view);
+        mapErr = loaded ? hx_fio_map_loaded(path.asCstr(), &view) : hx_fio_map(path.asCstr(), &view);
     }
     void unmap() {
         hx_fio_unmap(&view);

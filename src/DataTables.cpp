@@ -153,11 +153,12 @@ void CNCOA_DataTables::mapSearchFiles() {
         lcdFile.map(getLCDPath());
     else
         lcdFile.unmap();
-    dailyDelFile.map(getDailyDelDatPath());
-    genderFile.map(getGenderTxtPath());
-    urbxFile.map(getUrbxLstPath());
-    businessFile.map(getBusinessLstPath());
-    rv9EsdFile.map(getRv9EsdPath());
+    // In memory these are read in now, so that no search waits on the disc.
+    dailyDelFile.map(getDailyDelDatPath(), inMemory);
+    genderFile.map(getGenderTxtPath(), inMemory);
+    urbxFile.map(getUrbxLstPath(), inMemory);
+    businessFile.map(getBusinessLstPath(), inMemory);
+    rv9EsdFile.map(getRv9EsdPath(), inMemory);
 }
 
 void loadFileToManagedBuf(ManagedBuf<unsigned char>& buf, const char* path) {
