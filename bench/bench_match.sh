@@ -69,7 +69,7 @@ for kind in $KINDS; do
         echo "== $kind: reusing the synthetic data set in $dir ($PARAMS)"
     fi
     sed 's/^/   /' "$dir/synth.txt"
-    du -sh "$dir/set" | awk '{ print "   data set on disk: " $1 }'
+    du -shL "$dir/set" | awk '{ print "   data set on disk: " $1 }'
 
     # Start-up: the best of five opens; the page cache is warm after the first.
     echo "== $kind: start-up (ncoa info, best of 5)"
