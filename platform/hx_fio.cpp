@@ -5,6 +5,7 @@
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -465,4 +466,42 @@ void hx_dir_close(hx_dir* dir) {
     ::closedir(dir->d);
     std::free(dir->folder);
     delete dir;
+}
+
+namespace {
+int mapWith(const char* path, hx_fio_view* view, int extraFlags) {
+    if (view == nullptr) return EINVAL;
+    view->data = nullptr;
+    view->size = 0;
+    if (path == nullptr) return EINVAL;
+    int fd = ::open(path, O_RDONLY | O_CLOEXEC);
+    if (fd < 0) return errno;
+    struct stat st;
+    int rc = 0;
+    if (::fstat(fd, &st) != 0) {
+        rc = errno;
+    } else if (S_ISDIR(st.st_mode)) {
+        rc = EISDIR;
+    } else if (st.st_size > 0) {
+        void* p = ::mmap(nullptr, static_cast<size_t>(st.st_size), PROT_READ, MAP_SHARED | extraFlags, fd, 0);
+        if (p == MAP_FAILED) {
+            rc = errno;
+        } else {
+            view->data = static_cast<const unsigned char*>(p);
+            view->size = static_cast<uint64_t>(st.st_size);
+        }
+    }
+    ::close(fd);  // the mapping holds the file
+    return rc;
+}
+}  // namespace
+
+int hx_fio_map(const char* path, hx_fio_view* view) { return mapWith(path, view, 0); }
+int hx_fio_map_loaded(const char* path, hx_fio_view* view) { return mapWith(path, view, MAP_POPULATE); }
+
+void hx_fio_unmap(hx_fio_view* view) {
+    if (view == nullptr) return;
+    if (view->data != nullptr) ::munmap(const_cast<unsigned char*>(view->data), static_cast<size_t>(view->size));
+    view->data = nullptr;
+    view->size = 0;
 }

@@ -51,6 +51,22 @@ int hx_fio_stat(const char* path, hx_fio_info* info);
 int hx_fio_syserr(hx_file* file);
 // The layer's buffer size for this file; pass -1 to query.
 long hx_fio_bufsize(hx_file* file, long size);
+// A whole file seen read-only in memory. Its contents stay as they were when
+// mapped only while nobody rewrites the file in place.
+struct hx_fio_view {
+    const unsigned char* data;  // null for an empty file
+    uint64_t size;
+};
+// 0 on success with view set (an empty file maps to no bytes), else the
+// system error with view empty: ENOENT and the like when the path cannot be
+// opened, EISDIR for a folder, the mapping's error otherwise.
+int hx_fio_map(const char* path, hx_fio_view* view);
+// The same, reading the whole file in while mapping it, so that later reads
+// of the view touch memory only.
+int hx_fio_map_loaded(const char* path, hx_fio_view* view);
+// Releases a view made by hx_fio_map and empties it; an empty view is ignored.
+void hx_fio_unmap(hx_fio_view* view);
+
 // Splits a path into folder (keeping its final '/') and file name.
 // 0 on success, -1 if a part does not fit its buffer (the buffers are then empty).
 int hx_fio_pparse(const char* path, char* folder, size_t folderSize, char* name, size_t nameSize);

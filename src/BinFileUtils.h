@@ -4,7 +4,9 @@
 #pragma once
 
 #include <cstdint>
+#include <cerrno>
 #include <cstring>
+#include <algorithm>
 #include <memory>
 #include <new>
 #include <type_traits>
@@ -57,6 +59,55 @@ struct ManagedBuf {
     bool empty() const { return buf == nullptr; }
     T& operator[](uint64_t i) { return buf[i]; }
     const T& operator[](uint64_t i) const { return buf[i]; }
+};
+
+// A data file seen once at start-up, held mapped read-only for the life of the
+// data object, so that a search reads it with no system call and no shared file
+// position. It remembers how the file failed, so that a search reports what a
+// search on the path would have reported: the file's state is the one it had
+// when mapped. Tables put together without start-up (tests, tools) leave it
+// unattached, and their searches open the path as before.
+struct MappedFile {
+    QvbString path;
+    hx_fio_view view{nullptr, 0};
+    int statErr = 0;         // the path could not be sized
+    int mapErr = 0;          // sized, but could not be opened (EISDIR: a folder)
+    uint64_t statSize = 0;   // the size the path gave
+    bool attached = false;   // mapped by start-up; otherwise searches go by the path
+
+    MappedFile() = default;
+    ~MappedFile() { hx_fio_unmap(&view); }
+    MappedFile(const MappedFile&) = delete;
+    MappedFile& operator=(const MappedFile&) = delete;
+
+    // loaded: the file is read in now (the in-memory mode), not page by page.
+    void map(const QvbString& p, bool loaded = false) {
+        hx_fio_unmap(&view);
+        path = p;
+        statErr = mapErr = 0;
+        statSize = 0;
+        attached = true;
+        hx_fio_info info{};
+        statErr = hx_fio_stat(path.asCstr(), &info);
+        if (statErr != 0) return;
+        statSize = info.size;
+        mapErr = loaded ? hx_fio_map_loaded(path.asCstr(), &view) : hx_fio_map(path.asCstr(), &view);
+    }
+    void unmap() {
+        hx_fio_unmap(&view);
+        statErr = mapErr = 0;
+        attached = false;
+    }
+    bool exists() const { return statErr == 0; }
+    bool readable() const { return statErr == 0 && mapErr == 0; }
+    // A folder opens but reads nothing.
+    bool readsNothing() const { return statErr == 0 && mapErr == EISDIR; }
+    // True with the byte when pos lies inside the file.
+    bool byteAt(uint64_t pos, unsigned char& b) const {
+        if (pos >= view.size) return false;
+        b = view.data[pos];
+        return true;
+    }
 };
 
 // ---------------------------------------------------------------------------
@@ -404,7 +455,67 @@ public:
         return true;
     }
 
+    // binSearch on a mapped file: the answers and errors of binSearch on its path.
+    static bool binSearch(const MappedFile& file, T key, T& found, unsigned long& index, Compare compare,
+                          Deserialize deserialize, unsigned int recSize, unsigned long low, unsigned long high) {
+        if (!mappedUsable(file, recSize)) return false;
+        return binSearchRawMem(file.view.data, static_cast<unsigned long>(file.view.size), key, found, index, compare,
+                               deserialize, recSize, low, high);
+    }
+
+    // binSearchMulti on a mapped file: the walk of the path version over memory.
+    static bool binSearchMulti(const MappedFile& file, T key, std::vector<T>& out, Compare compare,
+                               Deserialize deserialize, unsigned int recSize, unsigned long& first,
+                               unsigned long& last, unsigned long low, unsigned long high) {
+        out.clear();
+        first = last = 0;
+        T hit;
+        unsigned long at = 0;
+        if (!binSearch(file, key, hit, at, compare, deserialize, recSize, low, high)) return false;
+        first = last = at;
+        const unsigned char* buf = file.view.data;
+        const unsigned long lastIdx = static_cast<unsigned long>(file.view.size / recSize) - 1;
+        low = low < lastIdx ? low : lastIdx;
+        high = high < lastIdx ? high : lastIdx;
+
+        T rec;
+        if (at > 0) {
+            unsigned long i = at - 1;
+            while (i >= low) {
+                deserialize(buf + static_cast<uint64_t>(i) * recSize, rec);
+                if (compare(rec, key) != 0) break;
+                out.push_back(rec);
+                if (i == 0 || i - 1 < low) break;
+                --i;
+                --first;
+            }
+        }
+        std::reverse(out.begin(), out.end());
+        out.push_back(hit);
+        if (at < high) {
+            unsigned long i = at + 1;
+            while (i <= high) {
+                deserialize(buf + static_cast<uint64_t>(i) * recSize, rec);
+                if (compare(rec, key) != 0) break;
+                out.push_back(rec);
+                ++i;
+                if (i <= high) ++last;
+            }
+        }
+        return true;
+    }
+
 private:
+    // What a search on the path would meet before its first record: 1043 when
+    // the file could not be sized, a miss without one whole record or when it
+    // does not open, the read error of a folder.
+    static bool mappedUsable(const MappedFile& file, unsigned int recSize) {
+        if (!file.exists()) throw fio_file_error(1043, file.path.asCstr());
+        if (recSize == 0 || file.statSize < recSize) return false;
+        if (file.readsNothing()) throw fio_file_error(EISDIR, file.path.asCstr());
+        return file.readable();
+    }
+
     // Probe buffer on the stack: the searches run on the lookup path, where no
     // heap is taken. Every record of the data set is far below 64 bytes.
     struct RecordBuf {

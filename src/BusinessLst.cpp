@@ -48,10 +48,16 @@ bool CNCOA_GetBusinessName::getBusinessName(const unsigned char* key, const fixe
     std::vector<BusinessLstItem> items;
     unsigned long first = 0;
     unsigned long last = 0;
-    QvbString path = tables_->getBusinessLstPath();
-    CBinFileUtils<BusinessLstItem>::binSearchMulti(path.asCstr(), probe, items, &BusinessLstItem::compare,
-                                                   &BusinessLstItem::deserialize, BusinessLstItem::SIZE, first, last,
-                                                   0, tables_->businessLastIndex);
+    if (tables_->businessFile.attached) {
+        CBinFileUtils<BusinessLstItem>::binSearchMulti(tables_->businessFile, probe, items, &BusinessLstItem::compare,
+                                                       &BusinessLstItem::deserialize, BusinessLstItem::SIZE, first,
+                                                       last, 0, tables_->businessLastIndex);
+    } else {
+        QvbString path = tables_->getBusinessLstPath();
+        CBinFileUtils<BusinessLstItem>::binSearchMulti(path.asCstr(), probe, items, &BusinessLstItem::compare,
+                                                       &BusinessLstItem::deserialize, BusinessLstItem::SIZE, first,
+                                                       last, 0, tables_->businessLastIndex);
+    }
     if (items.empty()) return false;
     return testBizItems(items, firm, out);
 }

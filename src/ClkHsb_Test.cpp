@@ -28,6 +28,22 @@ bool CNCOA_CLKHSBTest::testEMDPHash(const unsigned char* sha, bool useDph) const
         return true;
     }
 
+    const MappedFile& mapped = useDph ? tables.dphHsaFile : tables.clkHsbFile;
+    if (mapped.attached) {
+        if (!mapped.exists()) throw fio_file_error(1043, mapped.path.asCstr());
+        const unsigned size = static_cast<unsigned>(mapped.statSize);
+        if (!mapped.readable() && !mapped.readsNothing()) throw fio_file_error(1040, mapped.path.asCstr());
+        for (int k = 0; k < 9; ++k) {
+            uint32_t word = probeWord(sha, k);
+            uint32_t pos = word & (size - 1);
+            if (pos >= size) throw qvncoa_exception(1020);
+            unsigned char byte = 0;
+            if (!mapped.byteAt(pos, byte)) throw fio_file_error(1040, "CLK.HSB");
+            if ((byte & probeBit(word)) == 0) return false;
+        }
+        return true;
+    }
+
     QvbString path = useDph ? tables.getDphHsaPath() : tables.getClkHsbPath();
     unsigned size = 0;
     int err = 0;

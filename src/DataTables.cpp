@@ -121,7 +121,44 @@ bool CNCOA_DataTables::initialize(const char* dataPath, const char* lkmPath, con
 
     // 15.
     findLastValidRV9ESDIndex();
+
+    // 16. Maps only: refuses nothing.
+    mapSearchFiles();
     return true;
+}
+
+void CNCOA_DataTables::mapSearchFiles() {
+    const bool hashOnDisk = isHashData && hashImage[0][0].count == 0;
+    for (char c = 'a'; c <= 'z'; ++c)
+        for (int s = 0; s < 9; ++s) {
+            if (hashOnDisk)
+                hashFiles[c - 'a'][s].map(getClkXHsYPath(c, s));
+            else
+                hashFiles[c - 'a'][s].unmap();
+        }
+    for (int i = 0; i < 3; ++i) {
+        if (!isHashData && fltImage[0].empty())
+            fltFiles[i].map(fltPaths[i]);
+        else
+            fltFiles[i].unmap();
+    }
+    if (inMemory) {
+        clkHsbFile.unmap();
+        dphHsaFile.unmap();
+    } else {
+        clkHsbFile.map(getClkHsbPath());
+        dphHsaFile.map(getDphHsaPath());
+    }
+    if (lcdImage.empty())
+        lcdFile.map(getLCDPath());
+    else
+        lcdFile.unmap();
+    // In memory these are read in now, so that no search waits on the disc.
+    dailyDelFile.map(getDailyDelDatPath(), inMemory);
+    genderFile.map(getGenderTxtPath(), inMemory);
+    urbxFile.map(getUrbxLstPath(), inMemory);
+    businessFile.map(getBusinessLstPath(), inMemory);
+    rv9EsdFile.map(getRv9EsdPath(), inMemory);
 }
 
 void loadFileToManagedBuf(ManagedBuf<unsigned char>& buf, const char* path) {

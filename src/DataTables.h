@@ -99,6 +99,15 @@ public:
     // Paths of clk.flt.1 to clk.flt.3, made once so that a search builds no text.
     QvbString fltPaths[3];
 
+    // Every file a search reads and that is not held in memory, mapped once at
+    // the end of start-up. A file missing then is reported by the search that
+    // needs it, with the code a search on its path gives.
+    MappedFile hashFiles[26][9];  // clk.<letter>.hs0 to hs8; on disk only
+    MappedFile fltFiles[3];       // clk.flt.1 to 3; on disk only
+    MappedFile clkHsbFile, dphHsaFile, lcdFile;  // on disk only
+    MappedFile dailyDelFile, genderFile, urbxFile, businessFile, rv9EsdFile;
+    void mapSearchFiles();
+
     // Start-up steps, each filling its members.
     void readNameNormalizationTables();
     void readNameRules();

@@ -64,6 +64,9 @@ bool CNCOA_FlatLookup::getFLTRecord(const unsigned char* key, fltRecord& record,
     }
 
     unsigned long at = 0;
+    if (tables.fltImage[0].empty() && file >= 0 && file < 3 && tables.fltFiles[file].attached)
+        return CBinFileUtils<fltRecord>::binSearch(tables.fltFiles[file], wanted, record, at, &fltRecord::compare,
+                                                   &fltRecord::deserialize, fltRecord::SIZE, first, last);
     if (tables.fltImage[0].empty()) {
         const char* path = file >= 0 && file < 3 ? tables.fltPaths[file].asCstr() : tables.getRoot().asCstr();
         return CBinFileUtils<fltRecord>::binSearch(path, wanted, record, at, &fltRecord::compare,

@@ -53,6 +53,21 @@ inline unsigned char filterBit(const unsigned char* sha, int k) {
 // The ZIP group of a numeric zip5: its first two digits.
 inline int groupOf(const char* zip5) { return (zip5[0] - '0') * 10 + (zip5[1] - '0'); }
 
+// One stripe's byte from its mapped file: a place past the file's end reads
+// nothing and leaves the byte as it was, as a read of the file does.
+unsigned char mappedStripeByte(const MappedFile& file, const unsigned char* sha, int stripe, unsigned size) {
+    DigestStream stream(sha);
+    unsigned char value = 255;
+    int pos = stripe * 4 + 2;
+    do {
+        if (pos > kLastWordPos) return 0;
+        stream.extendFor(pos);
+        file.byteAt(stream.wordAt(pos) & (size - 1), value);
+        ++pos;
+    } while (value > 254);
+    return value;
+}
+
 }  // namespace
 
 // ---- On the files -------------------------------------------------------
@@ -74,6 +89,21 @@ bool CNCOA_HashLookup::doLookup(const unsigned char* sha, const char* zip5, Look
 
     char found = 'N';
     if (!init_10c0(sha, group, found) || found != 'Y') return false;
+
+    if (tables.hashFiles[0][0].attached) {
+        // init_10c0 found a size for the letter, so it is one of a..z.
+        const MappedFile* stripes = tables.hashFiles[letter - 'a'] + 1;
+        for (int s = 0; s < 8; ++s)
+            if (!stripes[s].readable() && !stripes[s].readsNothing())
+                throw fio_file_error(1040, stripes[s].path.asCstr());
+        unsigned char data[8];
+        for (int s = 0; s < 8; ++s) {
+            data[s] = mappedStripeByte(stripes[s], sha, s, stripeSize);
+            if (data[s] == 0) return false;
+        }
+        std::memcpy(res.raw, data, sizeof data);
+        return calcResults(sha, data, res);
+    }
 
     if (letter != currentLetter) {
         currentLetter = letter;
@@ -103,6 +133,20 @@ bool CNCOA_HashLookup::init_10c0(const unsigned char* sha, int group, char& foun
     const unsigned size = tables.getHSXSize(0, letter);
     if (size == 0) return false;
     const uint32_t mask = size - 1;
+    if (tables.hashFiles[0][0].attached) {
+        const MappedFile& filter = tables.hashFiles[letter - 'a'][0];
+        if (!filter.readable() && !filter.readsNothing()) throw fio_file_error(1040, filter.path.asCstr());
+        found = 'Y';
+        for (int k = 0; k < 9; ++k) {
+            unsigned char byte = 0;  // past the end: no byte read
+            filter.byteAt(filterWord(sha, k) & mask, byte);
+            if ((byte & filterBit(sha, k)) == 0) {
+                found = 'N';
+                break;
+            }
+        }
+        return true;
+    }
     QvbString path = tables.getClkXHsYPath(letter, 0);
     hx_file* f = nullptr;
     hx_fio_open(path.asCstr(), HX_FIO_READ_PROBE, &f);

@@ -18,6 +18,9 @@ bool CNCOA_LCDTable::lookup(unsigned zip9, unsigned short& value) const {
     if (!tables.lcdImage.empty())
         hit = CBinFileUtils<lcdEntry>::binSearchRawMem(tables.lcdImage.buf, tables.lcdImage.count, key, found, index,
                                                       &lcdEntry::compare, &lcdEntry::deserialize, 6, low, high);
+    else if (tables.lcdFile.attached)
+        hit = CBinFileUtils<lcdEntry>::binSearch(tables.lcdFile, key, found, index, &lcdEntry::compare,
+                                                &lcdEntry::deserialize, 6, low, high);
     else
         hit = CBinFileUtils<lcdEntry>::binSearch(tables.getLCDPath().asCstr(), key, found, index, &lcdEntry::compare,
                                                 &lcdEntry::deserialize, 6, low, high);

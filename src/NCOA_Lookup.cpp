@@ -56,6 +56,19 @@ bool middlesCompatible(const char* a, const char* b) { return a[0] == b[0] && (a
 
 }  // namespace
 
+void CNCOA_Lookup::applyNameRules(char* text, int len) {
+    ShapedName& k = shaped[len == 20 ? 0 : 1];
+    if (k.len == len && std::memcmp(k.in, text, static_cast<size_t>(len)) == 0) {
+        std::memcpy(text, k.out, static_cast<size_t>(len));
+        return;
+    }
+    k.len = 0;
+    std::memcpy(k.in, text, static_cast<size_t>(len));
+    CNCOA_NameRules(tables).applyRules(text, text, len);  // throws 1014 with no rules: nothing kept
+    std::memcpy(k.out, text, static_cast<size_t>(len));
+    k.len = len;
+}
+
 CNCOA_Lookup::CNCOA_Lookup(const CNCOA_DataTables& t, bool dbg) : CNCOA_RV9(t), tables(t), debug(dbg) { reset(); }
 
 void CNCOA_Lookup::reset() {
@@ -317,14 +330,14 @@ bool CNCOA_Lookup::do1000Forward() {
         replace(last, '-', ' ', 0, 20);
         stripSpaces(last, 0, 20);
         replace(last, '-', ' ', 0, 20);
-        CNCOA_NameRules(tables).applyRules(last, last, 20);
+        applyNameRules(last, 20);
         std::memcpy(lastPlace(), last, 20);
         if (!isSpaces(firstPlace(), 15)) {
             char first[16];
             std::memcpy(first, firstPlace(), 15);
             first[15] = '\0';
             replace(first, '-', ' ', 0, 15);
-            CNCOA_NameRules(tables).applyRules(first, first, 15);
+            applyNameRules(first, 15);
             std::memcpy(firstPlace(), first, 15);
         }
         if (debug)

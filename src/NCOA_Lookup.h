@@ -52,6 +52,18 @@ protected:
     NCOAAnswer savedAnswer;
     NCOAAnswer answer;
     int searchMode;
+
+private:
+    // The name rules are a function of the text alone, and the attempts of
+    // one record shape the same last name again and again: the last text
+    // shaped for each width is kept, with what the rules made of it.
+    struct ShapedName {
+        int len = 0;  // 0: nothing kept
+        char in[20];
+        char out[20];
+    };
+    ShapedName shaped[2];
+    void applyNameRules(char* text, int len);
 };
 
 }  // namespace QV_NCOA

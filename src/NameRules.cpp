@@ -13,6 +13,13 @@ namespace QV_NCOA {
 namespace {
 const int kWorkLen = 40;
 
+// memcmp(a, b, n) == 0 for the few bytes of a rule, without a call.
+inline bool sameBytes(const char* a, const char* b, int n) {
+    for (int i = 0; i < n; ++i)
+        if (a[i] != b[i]) return false;
+    return true;
+}
+
 // Appends n bytes at `at`, cut at the end of the 40-byte field.
 void put(fixedString<kWorkLen>& dst, int& at, const char* src, int n) {
     if (n > kWorkLen - at) n = kWorkLen - at;
@@ -45,7 +52,26 @@ void CNCOA_DataTables::readNameRules() {
         r.toLen = static_cast<int16_t>(s[4] - '0');
         r.from.cpyIn(s, n, 5, 8);
         r.to.cpyIn(s, n, 13, 8);
+        r.noteBytes();
         nameRules.push_back(r);
+    }
+}
+
+void nameRule::noteBytes() {
+    for (uint64_t& w : needs) w = 0;
+    for (int i = 0; i < fromLen; ++i) {
+        const unsigned char c = static_cast<unsigned char>(from.buf[i]);
+        needs[c >> 6] |= uint64_t(1) << (c & 63);
+    }
+}
+
+// Every comparison reads inside the 40 bytes of work_, so a byte missing from
+// all of them rules a rule out.
+void CNCOA_NameRules::noteWork() {
+    for (uint64_t& w : has_) w = 0;
+    for (int i = 0; i < kWorkLen; ++i) {
+        const unsigned char c = static_cast<unsigned char>(work_.buf[i]);
+        has_[c >> 6] |= uint64_t(1) << (c & 63);
     }
 }
 
@@ -70,6 +96,9 @@ void CNCOA_NameRules::applyRules(const char* in, char* out, int len) {
     do {
         changed_ = false;
         for (ruleIdx_ = 0; ruleIdx_ < count; ++ruleIdx_) {
+            // A rule that cannot fire now cannot fire in its three checks
+            // either: they change the text only by firing.
+            if (!mayFire(rules[ruleIdx_])) continue;
             do2000CheckLeft();
             do3000CheckMiddle();
             do4000CheckRight();
@@ -84,18 +113,24 @@ void CNCOA_NameRules::do9000Init() {}
 void CNCOA_NameRules::do1000deblank() {
     length_ = 0;
     work_.spcs();
+    // The byte set of work_ is kept as the letters go in; blanks stay behind
+    // them unless the 40 bytes fill up, which the loop checks at the end.
+    for (uint64_t& w : has_) w = 0;
     for (int i = 0; i < inLen_ && length_ < kWorkLen; ++i) {
         unsigned char c = static_cast<unsigned char>(in_[i]);
         if ((hx_uchar_astype_table[c] & HX_CT_ALPHA) == 0 || c == ' ') continue;
-        work_.buf[length_++] = static_cast<char>(std::toupper(c));
+        const unsigned char u = static_cast<unsigned char>(std::toupper(c));
+        work_.buf[length_++] = static_cast<char>(u);
+        has_[u >> 6] |= uint64_t(1) << (u & 63);
     }
+    if (length_ < kWorkLen) has_[' ' >> 6] |= uint64_t(1) << (' ' & 63);
 }
 
 // No test of the word's length: a left rule may consume the whole word.
 void CNCOA_NameRules::do2000CheckLeft() {
     const nameRule& r = rule();
     if (!r.left) return;
-    if (r.fromLen > kWorkLen || std::memcmp(work_.buf, r.from.buf, static_cast<size_t>(r.fromLen)) != 0) return;
+    if (r.fromLen > kWorkLen || !sameBytes(work_.buf, r.from.buf, r.fromLen)) return;
     scratch_.spcs();
     int at = 0;
     put(scratch_, at, r.to.buf, r.toLen);
@@ -113,7 +148,8 @@ void CNCOA_NameRules::do3000CheckMiddle() {
     for (pos_ = 2; pos_ <= static_cast<int>(length_) - r.fromLen; ++pos_) {
         int at0 = pos_ - 1;
         if (pos_ + r.fromLen - 1 > kWorkLen) continue;
-        if (std::memcmp(work_.buf + at0, r.from.buf, static_cast<size_t>(r.fromLen)) != 0) continue;
+        if (r.fromLen > 0 && work_.buf[at0] != r.from.buf[0]) continue;  // the common miss, without a call
+        if (!sameBytes(work_.buf + at0, r.from.buf, r.fromLen)) continue;
         scratch_.spcs();
         int at = 0;
         put(scratch_, at, work_.buf, at0);
@@ -129,7 +165,7 @@ void CNCOA_NameRules::do4000CheckRight() {
     if (!r.right) return;
     int s = static_cast<int>(length_) - r.fromLen;
     if (s < 0 || s + r.fromLen > kWorkLen) return;
-    if (std::memcmp(work_.buf + s, r.from.buf, static_cast<size_t>(r.fromLen)) != 0) return;
+    if (!sameBytes(work_.buf + s, r.from.buf, r.fromLen)) return;
     scratch_.spcs();
     int at = 0;
     put(scratch_, at, work_.buf, s);
@@ -141,6 +177,7 @@ void CNCOA_NameRules::do5000Common() {
     std::memcpy(work_.buf, scratch_.buf, kWorkLen);
     length_ = static_cast<uint8_t>(length_ + rule().toLen - rule().fromLen);
     changed_ = true;
+    noteWork();
 }
 
 }  // namespace QV_NCOA

@@ -19,6 +19,11 @@ struct nameRule {
     int16_t toLen = 0;    // bytes of `to` written
     fixedString<8> from;
     fixedString<8> to;
+    // The bytes `from` compares, as a set: a rule whose bytes do not all stand
+    // somewhere in the work text cannot fire, and is passed over. Made when
+    // the table is read; all clear (never passed over) in a rule made by hand.
+    uint64_t needs[4] = {0, 0, 0, 0};
+    void noteBytes();
 };
 
 // Built on the stack for one use; applyRules resets all it works with.
@@ -48,6 +53,12 @@ private:
     const char* in_ = nullptr;
     char* out_ = nullptr;
     bool changed_ = false;
+    uint64_t has_[4] = {0, 0, 0, 0};  // the bytes of work_, as a set
+    void noteWork();
+    bool mayFire(const nameRule& r) const {
+        return ((r.needs[0] & ~has_[0]) | (r.needs[1] & ~has_[1]) | (r.needs[2] & ~has_[2]) |
+                (r.needs[3] & ~has_[3])) == 0;
+    }
     const CNCOA_DataTables* tables_;
 
     const nameRule& rule() const;

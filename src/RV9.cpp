@@ -274,12 +274,17 @@ void CNCOA_RV9::do1000FilterSec(RV9AnswerRecord&) {
 bool CNCOA_RV9::findAndExpandZip9Matches(const char* code, std::vector<exp97>& out) {
     rv9Esd key{};
     key.key = static_cast<uint32_t>(atoi64(code) / 100);
-    const QvbString path = tables.getRv9EsdPath();
     unsigned long first = 0;
     unsigned long last = 0;
     // No match shows as an empty list.
-    CBinFileUtils<rv9Esd>::binSearchMulti(path.asCstr(), key, esdHits, rv9Esd::compare, rv9Esd::deserialize,
-                                          rv9Esd::SIZE, first, last, 1, tables.rv9EsdLastIndex);
+    if (tables.rv9EsdFile.attached) {
+        CBinFileUtils<rv9Esd>::binSearchMulti(tables.rv9EsdFile, key, esdHits, rv9Esd::compare, rv9Esd::deserialize,
+                                              rv9Esd::SIZE, first, last, 1, tables.rv9EsdLastIndex);
+    } else {
+        const QvbString path = tables.getRv9EsdPath();
+        CBinFileUtils<rv9Esd>::binSearchMulti(path.asCstr(), key, esdHits, rv9Esd::compare, rv9Esd::deserialize,
+                                              rv9Esd::SIZE, first, last, 1, tables.rv9EsdLastIndex);
+    }
     for (const rv9Esd& r : esdHits) expandZip9(r, out);
     return true;
 }

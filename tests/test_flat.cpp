@@ -168,6 +168,17 @@ protected:
         }
         qvncoa_destroy_data_obj(&hash);
         EXPECT_GE(codes.size(), minCodes) << "the list should give a spread of return codes";
+
+        // The hash set in memory answers as it does on disk.
+        void* hashMem = openSet(w.hash, 8);
+        ASSERT_NE(hashMem, nullptr);
+        int memDiffer = 0;
+        for (size_t i = 0; i < w.list.size(); ++i) {
+            const Answer a = lookUp(hashMem, w.list[i]);
+            if (a.rc != expected[i].rc || std::memcmp(&a.out, &expected[i].out, sizeof a.out) != 0) ++memDiffer;
+        }
+        qvncoa_destroy_data_obj(&hashMem);
+        EXPECT_EQ(memDiffer, 0) << "hash set in memory";
         EXPECT_TRUE(codes.count("A")) << "the list should find moves";
 
         for (unsigned flags : {0u, 2u, 4u, 6u, 8u, 10u, 12u, 14u}) {
