@@ -4,6 +4,8 @@
 #include <stdlib.h>
 #include <sys/stat.h>
 
+#include <cstdio>
+#include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -22,8 +24,20 @@ struct TempRoot {
     TempRoot& operator=(const TempRoot&) = delete;
 
     std::string path(const std::string& rel) const { return root + "/" + rel; }
-    // Writes bytes to a file under the root, replacing it.
-    void write(const std::string& rel, const std::string& bytes) const {
+    // Writes bytes to a file under the root, replacing it; returns its path.
+    std::string write(const std::string& rel, const std::string& bytes) const {
         std::ofstream(path(rel), std::ios::binary | std::ios::trunc) << bytes;
+        return path(rel);
     }
 };
+
+// YYYYMM of the month `months` before this one.
+inline std::string monthsAgo(int months) {
+    time_t now = time(nullptr);
+    struct tm lt;
+    localtime_r(&now, &lt);
+    int total = (lt.tm_year + 1900) * 12 + lt.tm_mon - months;
+    char buf[16];
+    std::snprintf(buf, sizeof buf, "%04d%02d", total / 12, total % 12 + 1);
+    return buf;
+}

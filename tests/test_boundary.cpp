@@ -72,16 +72,6 @@ TEST(Boundary, ExceptionTextIsCutAt1023AndANullBufferIsLeftAlone) {
     qvncoa_destroy_data_obj(&obj);
 }
 
-TEST(Boundary, ExceptionClassCarriesCodeAndText) {
-    QV_NCOA::qvncoa_exception plain(1050);
-    EXPECT_STREQ(plain.what().asCstr(), "1050");
-    EXPECT_EQ(plain.errCode(), 1050);
-    QV_NCOA::fio_file_error fe(1043, "/x/y.dat");
-    const QV_NCOA::qvncoa_exception& base = fe;
-    EXPECT_STREQ(base.what().asCstr(), "/x/y.dat");
-    EXPECT_EQ(base.errCode(), 1043);
-}
-
 TEST(Boundary, MonthLimitIsClamped) {
     EXPECT_EQ(QV_NCOA::clampMedMonths(5), 0);
     EXPECT_EQ(QV_NCOA::clampMedMonths(-3), 0);

@@ -14,23 +14,13 @@
 #include <unistd.h>
 
 #include "DataSetWriter.h"
+#include "TestSupport.h"
 #include "World.h"
 #include "qvncoa.h"
 
 namespace fs = std::filesystem;
 
 namespace matchflow {
-
-// YYYYMM of the month `months` before this one.
-std::string monthsAgo(int months) {
-    time_t now = time(nullptr);
-    struct tm lt;
-    localtime_r(&now, &lt);
-    int total = (lt.tm_year + 1900) * 12 + lt.tm_mon - months;
-    char buf[16];
-    std::snprintf(buf, sizeof buf, "%04d%02d", total / 12, total % 12 + 1);
-    return buf;
-}
 
 // Old addresses are house numbers on W 34TH ST, NEW YORK 10001-1234; new ones
 // odd numbers 1001-1099 of WILSON BLVD, ARLINGTON 22201-4101 (delivery point =
@@ -129,6 +119,13 @@ using namespace matchflow;
 
 namespace {
 
+// Nothing of an address may be left in an answer that has none.
+void expectNoAddress(const qvncoa_out_addr_t& o) {
+    for (const char* f : {o.addressLine, o.primaryNumber, o.streetName, o.suffix, o.lastLine, o.city, o.state, o.zip,
+                          o.zip4, o.deliveryPoint, o.carrierRoute})
+        EXPECT_STREQ(f, "");
+}
+
 class MatchFlow : public ::testing::Test {
 protected:
     static void SetUpTestSuite() {
@@ -168,6 +165,33 @@ protected:
         return out[0];
     }
 
+    // One expected answer; fields left at their defaults are not checked.
+    struct Want {
+        Rec r;
+        const char* code;
+        int count = -1;
+        const char* name = nullptr;
+        char type = 0;
+        const char* primary = nullptr;
+        int date = -2;  // months back; -1: no date
+        bool noAddress = false;
+        int mode = 0;
+    };
+    static void expectAll(std::initializer_list<Want> wants) {
+        for (const Want& w : wants) {
+            SCOPED_TRACE(std::string(w.r.name) + " " + w.r.pno);
+            const qvncoa_out_addr_t o = look(w.r, w.mode);
+            EXPECT_STREQ(o.returnCode, w.code);
+            if (w.count >= 0) { EXPECT_EQ(o.lookupCount, w.count); }
+            if (w.name) { EXPECT_STREQ(o.name, w.name); }
+            if (w.type) { EXPECT_EQ(o.moveType, w.type); }
+            if (w.primary) { EXPECT_STREQ(o.primaryNumber, w.primary); }
+            if (w.date >= 0) { EXPECT_STREQ(o.moveEffectiveDate, monthsAgo(w.date).c_str()); }
+            if (w.date == -1) { EXPECT_STREQ(o.moveEffectiveDate, ""); }
+            if (w.noAddress) { expectNoAddress(o); }
+        }
+    }
+
     static fs::path root_;
     static qvw::World world_;
     static void* disk_;
@@ -178,13 +202,6 @@ fs::path MatchFlow::root_;
 qvw::World MatchFlow::world_;
 void* MatchFlow::disk_ = nullptr;
 void* MatchFlow::memory_ = nullptr;
-
-// Nothing of an address may be left in an answer that has none.
-void expectNoAddress(const qvncoa_out_addr_t& o) {
-    for (const char* f : {o.addressLine, o.primaryNumber, o.streetName, o.suffix, o.lastLine, o.city, o.state, o.zip,
-                          o.zip4, o.deliveryPoint, o.carrierRoute})
-        EXPECT_STREQ(f, "");
-}
 
 }  // namespace
 
@@ -270,196 +287,116 @@ TEST_F(MatchFlow, BusinessFoundUnderItsListedName) {
 }
 
 TEST_F(MatchFlow, NameVariantsFromTheNormalisationLists) {
-    // BILL is a key of the first-name forms: WILLIAM is tried after the name as it stands.
-    qvncoa_out_addr_t o = look({"BILL JONES", "106"});
-    EXPECT_STREQ(o.returnCode, "A");
-    EXPECT_STREQ(o.name, "WILIAM         JONES");  // the name line shows the names as hashed: LL is L
-    EXPECT_EQ(o.lookupCount, 2);
-    // WILLIAM sorts behind every key of the first-name forms: its nicknames are tried.
-    o = look({"WILLIAM BROWN", "108"});
-    EXPECT_STREQ(o.returnCode, "A");
-    EXPECT_STREQ(o.name, "BIL            BROWN");
-    EXPECT_EQ(o.lookupCount, 2);
-    // ROBERT is no key and sorts before the last one: no nickname search, so
-    // the filing under BOB is not found.
-    o = look({"ROBERT BROWN", "110"});
-    EXPECT_STREQ(o.returnCode, "00");
-    EXPECT_EQ(o.lookupCount, 2);  // the name, then the family
-    // Last-name forms: SMYTHE is searched as SMITH.
-    o = look({"JANE SMYTHE", "112"});
-    EXPECT_STREQ(o.returnCode, "A");
-    EXPECT_STREQ(o.name, "JANE           SMITH");
-    EXPECT_EQ(o.lookupCount, 2);
+    expectAll({
+        // BILL is a key of the first-name forms: WILLIAM is tried after the
+        // name as it stands. The name line shows the names as hashed: LL is L.
+        {{"BILL JONES", "106"}, "A", 2, "WILIAM         JONES"},
+        // WILLIAM sorts behind every key of the first-name forms: its nicknames are tried.
+        {{"WILLIAM BROWN", "108"}, "A", 2, "BIL            BROWN"},
+        // ROBERT is no key and sorts before the last one: no nickname search,
+        // so the filing under BOB is not found (the name, then the family).
+        {{"ROBERT BROWN", "110"}, "00", 2},
+        // Last-name forms: SMYTHE is searched as SMITH.
+        {{"JANE SMYTHE", "112"}, "A", 2, "JANE           SMITH"},
+    });
 }
 
 TEST_F(MatchFlow, HyphenatedLastNames) {
-    // The hyphen and the blank close up in the key: SMITHJONES.
-    qvncoa_out_addr_t o = look({"ANNA SMITH-JONES", "114"});
-    EXPECT_STREQ(o.returnCode, "A");
-    EXPECT_STREQ(o.name, "ANA            SMITHJONES");  // NN is N by the name rules
-    EXPECT_EQ(o.lookupCount, 1);
-    // Middle and last joined: MARY ANN SMITH finds the filing of MARY ANN-SMITH
-    // after the name, the first initial, the middle name and the family.
-    o = look({"MARY ANN SMITH", "116"});
-    EXPECT_STREQ(o.returnCode, "A");
-    EXPECT_EQ(o.moveType, 'I');
-    EXPECT_STREQ(o.name, "MARY           ANSMITH");
-    EXPECT_STREQ(o.primaryNumber, "1047");
-    EXPECT_EQ(o.lookupCount, 5);
+    expectAll({
+        // The hyphen and the blank close up in the key: SMITHJONES; NN is N by the name rules.
+        {{"ANNA SMITH-JONES", "114"}, "A", 1, "ANA            SMITHJONES"},
+        // Middle and last joined: MARY ANN SMITH finds the filing of MARY
+        // ANN-SMITH after the name, the first initial, the middle name and the family.
+        {{"MARY ANN SMITH", "116"}, "A", 5, "MARY           ANSMITH", 'I', "1047"},
+    });
 }
 
 TEST_F(MatchFlow, FirstInitialAndMiddleNameAttempts) {
-    // J QUINCY DOE filed under the initial: found by the first-initial attempt.
-    qvncoa_out_addr_t o = look({"JOHN QUINCY DOE", "120"});
-    EXPECT_STREQ(o.returnCode, "A");
-    EXPECT_STREQ(o.name, "J              DOE");
-    EXPECT_EQ(o.lookupCount, 2);
-    // The same filing with the name flag cannot be matched by an initial:
-    // every attempt runs and none finds it.
-    o = look({"JOHN QUINCY DOE", "118"});
-    EXPECT_STREQ(o.returnCode, "00");
-    EXPECT_STREQ(o.name, "");
-    EXPECT_EQ(o.lookupCount, 6);  // name, initial, middle, family, hyphenated, family hyphenated
-    // ROBERT KING, middle JAMES: the input's middle name is the filing's first.
-    o = look({"JAMES ROBERT KING", "122"});
-    EXPECT_STREQ(o.returnCode, "A");
-    EXPECT_STREQ(o.name, "ROBERT         KING");
-    EXPECT_EQ(o.lookupCount, 3);
-    // A filing's middle that does not start like the input's first name
-    // undoes the middle-name hit.
-    o = look({"JAMES PAUL WALKER", "126"});
-    EXPECT_STREQ(o.returnCode, "00");
+    expectAll({
+        // J QUINCY DOE filed under the initial: found by the first-initial attempt.
+        {{"JOHN QUINCY DOE", "120"}, "A", 2, "J              DOE"},
+        // The same filing with the name flag cannot be matched by an initial:
+        // every attempt runs and none finds it (name, initial, middle, family,
+        // hyphenated, family hyphenated).
+        {{"JOHN QUINCY DOE", "118"}, "00", 6, ""},
+        // ROBERT KING, middle JAMES: the input's middle name is the filing's first.
+        {{"JAMES ROBERT KING", "122"}, "A", 3, "ROBERT         KING"},
+        // A filing's middle that does not start like the input's first name
+        // undoes the middle-name hit.
+        {{"JAMES PAUL WALKER", "126"}, "00"},
+    });
 }
 
 TEST_F(MatchFlow, NameChecksTurnHitsIntoRejections) {
-    // Middles X and Q differ in their first letter: "12", and no family
-    // fall-back although a WALKER family filed here.
-    qvncoa_out_addr_t o = look({"PAUL Q WALKER", "124"});
-    EXPECT_STREQ(o.returnCode, "12");
-    EXPECT_EQ(o.moveType, 'I');
-    EXPECT_STREQ(o.moveEffectiveDate, "");
-    expectNoAddress(o);
-    EXPECT_EQ(o.lookupCount, 1);
-    // Q against QU: same first letter and a blank second letter: no code.
-    o = look({"PAUL Q WALKER", "126"});
-    EXPECT_STREQ(o.returnCode, "A");
-    // One-letter first name and a different middle: "15". The family
-    // fall-back searches and finds nothing; restoring the saved answer
-    // brings back its count as well, so the fall-back's search is not counted.
-    o = look({"K ADAMS", "128"});
-    EXPECT_STREQ(o.returnCode, "15");
-    EXPECT_STREQ(o.moveEffectiveDate, "");
-    expectNoAddress(o);
-    EXPECT_EQ(o.lookupCount, 1);
-    // The name flag and a different middle: "17".
-    o = look({"NINA COLE", "130"});
-    EXPECT_STREQ(o.returnCode, "17");
-    EXPECT_STREQ(o.moveEffectiveDate, "");
-    EXPECT_EQ(o.lookupCount, 1);
-    // Gender: a man's filing and MRS: "13", where a family filed too the
-    // fall-back finds it.
-    o = look({"MRS JORDAN BAKER", "132"});
-    EXPECT_STREQ(o.returnCode, "A");
-    EXPECT_EQ(o.moveType, 'F');
-    EXPECT_STREQ(o.primaryNumber, "1059");
-    EXPECT_EQ(o.lookupCount, 2);
-    o = look({"MRS JORDAN BAKER", "134"});
-    EXPECT_STREQ(o.returnCode, "13");
-    EXPECT_EQ(o.moveType, 'I');
-    EXPECT_STREQ(o.moveEffectiveDate, "");
-    expectNoAddress(o);
-    EXPECT_EQ(o.lookupCount, 1);
-    // JORDAN alone is of unknown gender: no check.
-    o = look({"JORDAN BAKER", "134"});
-    EXPECT_STREQ(o.returnCode, "A");
-    EXPECT_STREQ(o.primaryNumber, "1009");
+    expectAll({
+        // Middles X and Q differ in their first letter: "12", and no family
+        // fall-back although a WALKER family filed here.
+        {{"PAUL Q WALKER", "124"}, "12", 1, nullptr, 'I', nullptr, -1, true},
+        // Q against QU: same first letter and a blank second letter: no code.
+        {{"PAUL Q WALKER", "126"}, "A"},
+        // One-letter first name and a different middle: "15". The family
+        // fall-back searches and finds nothing; restoring the saved answer
+        // brings back its count as well, so the fall-back's search is not counted.
+        {{"K ADAMS", "128"}, "15", 1, nullptr, 0, nullptr, -1, true},
+        // The name flag and a different middle: "17".
+        {{"NINA COLE", "130"}, "17", 1, nullptr, 0, nullptr, -1},
+        // Gender: a man's filing and MRS: "13", where a family filed too the
+        // fall-back finds it.
+        {{"MRS JORDAN BAKER", "132"}, "A", 2, nullptr, 'F', "1059"},
+        {{"MRS JORDAN BAKER", "134"}, "13", 1, nullptr, 'I', nullptr, -1, true},
+        // JORDAN alone is of unknown gender: no check.
+        {{"JORDAN BAKER", "134"}, "A", -1, nullptr, 0, "1009"},
+    });
 }
 
 TEST_F(MatchFlow, DailyDeleteAnswers66WithoutNameOrAddress) {
-    qvncoa_out_addr_t o = look({"JOHN ROE", "136"});
-    EXPECT_STREQ(o.returnCode, "66");
-    EXPECT_STREQ(o.name, "");
-    EXPECT_STREQ(o.moveEffectiveDate, "");
-    EXPECT_EQ(o.moveType, ' ');
-    expectNoAddress(o);
-    EXPECT_EQ(o.lookupCount, 0);  // cancelled before any search
-    EXPECT_STREQ(o.inputName, "JOHN ROE");
-    // A deletion that the data set already holds (sequence not above the
-    // set's) does not count.
-    o = look({"JOHN ROE", "142"});
-    EXPECT_STREQ(o.returnCode, "A");
-    EXPECT_STREQ(o.primaryNumber, "1013");
+    expectAll({
+        // Cancelled before any search.
+        {{"JOHN ROE", "136"}, "66", 0, "", ' ', nullptr, -1, true},
+        // A deletion that the data set already holds (sequence not above the
+        // set's) does not count.
+        {{"JOHN ROE", "142"}, "A", -1, nullptr, 0, "1013"},
+    });
+    EXPECT_STREQ(look({"JOHN ROE", "136"}).inputName, "JOHN ROE");
 }
 
 TEST_F(MatchFlow, DropFlagAnswers91ButNotForFamilies) {
-    qvncoa_out_addr_t o = look({"LENA PARK", "138"});
-    EXPECT_STREQ(o.returnCode, "91");
-    EXPECT_STREQ(o.primaryNumber, "1061");  // 91 keeps all
-    EXPECT_STREQ(o.moveEffectiveDate, monthsAgo(3).c_str());
-    EXPECT_EQ(o.lookupCount, 1);
-    o = look({"LENA PARK", "140"});
-    EXPECT_STREQ(o.returnCode, "A");
-    EXPECT_EQ(o.moveType, 'F');
-    EXPECT_STREQ(o.primaryNumber, "1063");
+    expectAll({
+        {{"LENA PARK", "138"}, "91", 1, nullptr, 0, "1061", 3},  // 91 keeps all
+        {{"LENA PARK", "140"}, "A", -1, nullptr, 'F', "1063"},
+    });
 }
 
 TEST_F(MatchFlow, RetryWithoutTheSecondary) {
-    // Found only without the unit: "92", with the whole answer. Only the
-    // retry's searches are counted.
-    qvncoa_out_addr_t o = look({"OMAR HAYES", "150", "4", "APT"});
-    EXPECT_STREQ(o.returnCode, "92");
-    EXPECT_STREQ(o.primaryNumber, "1065");
-    EXPECT_STREQ(o.moveEffectiveDate, monthsAgo(3).c_str());
-    EXPECT_EQ(o.lookupCount, 1);
-    // Only an upper-case S retries.
-    for (char type : {'s', 'H', ' '}) {
-        o = look({"OMAR HAYES", "150", "4", "APT", type});
-        EXPECT_STREQ(o.returnCode, "00") << type;
-        EXPECT_EQ(o.lookupCount, 2) << type;
-    }
-    // With the drop flag: "16", the name stays, address and date go.
-    o = look({"RITA MOSS", "152", "4"});
-    EXPECT_STREQ(o.returnCode, "16");
-    EXPECT_STREQ(o.name, "RITA           MOS");  // as hashed: SS is S
-    EXPECT_STREQ(o.moveEffectiveDate, "");
-    expectNoAddress(o);
-    EXPECT_EQ(o.lookupCount, 1);
-    // A family filing, reached by dropping the trailing letter of 154A: "16".
-    o = look({"RITA MOSS", "154A"});
-    EXPECT_STREQ(o.returnCode, "16");
-    EXPECT_EQ(o.moveType, 'F');
-    expectNoAddress(o);
-    EXPECT_EQ(o.lookupCount, 2);
-    // A miss without any secondary is searched once: the key does not change.
-    o = look({"NOBODY HERE", "998"});
-    EXPECT_STREQ(o.returnCode, "00");
-    EXPECT_EQ(o.lookupCount, 2);
-}
-
-TEST_F(MatchFlow, NewAddressThatCannotBeBuiltIs14) {
-    int rc = 0;
-    qvncoa_out_addr_t o = look({"IVAN PETROV", "156"}, 0, 0, &rc);
-    EXPECT_EQ(rc, QVNCOA_OK);
-    EXPECT_STREQ(o.returnCode, "14");
-    EXPECT_EQ(o.moveType, 'I');
-    EXPECT_STREQ(o.moveEffectiveDate, monthsAgo(3).c_str());  // 14 keeps the date
-    expectNoAddress(o);
-    EXPECT_EQ(o.lookupCount, 1);
+    expectAll({
+        // Found only without the unit: "92", with the whole answer. Only the
+        // retry's searches are counted.
+        {{"OMAR HAYES", "150", "4", "APT"}, "92", 1, nullptr, 0, "1065", 3},
+        // Only an upper-case S retries.
+        {{"OMAR HAYES", "150", "4", "APT", 's'}, "00", 2},
+        {{"OMAR HAYES", "150", "4", "APT", 'H'}, "00", 2},
+        {{"OMAR HAYES", "150", "4", "APT", ' '}, "00", 2},
+        // With the drop flag: "16", the name stays (as hashed: SS is S),
+        // address and date go.
+        {{"RITA MOSS", "152", "4"}, "16", 1, "RITA           MOS", 0, nullptr, -1, true},
+        // A family filing, reached by dropping the trailing letter of 154A: "16".
+        {{"RITA MOSS", "154A"}, "16", 2, nullptr, 'F', nullptr, -2, true},
+        // A miss without any secondary is searched once: the key does not change.
+        {{"NOBODY HERE", "998"}, "00", 2},
+    });
 }
 
 TEST_F(MatchFlow, CodedResultsKeepOrLoseTheDate) {
-    qvncoa_out_addr_t o = look({"ALICE GRANT", "158"});
-    EXPECT_STREQ(o.returnCode, "05");
-    EXPECT_STREQ(o.moveEffectiveDate, monthsAgo(10).c_str());
-    EXPECT_STREQ(o.footnote, "");
-    expectNoAddress(o);
-    EXPECT_EQ(o.lookupCount, 1);
-    o = look({"ALICE GRANT", "160"});
-    EXPECT_STREQ(o.returnCode, "04");
-    EXPECT_STREQ(o.moveEffectiveDate, "");
-    EXPECT_EQ(o.monthsSinceMove, 0);
+    expectAll({
+        {{"ALICE GRANT", "158"}, "05", 1, nullptr, 0, nullptr, 10, true},
+        {{"ALICE GRANT", "160"}, "04", -1, nullptr, 0, nullptr, -1},
+        // A new address that cannot be built is "14", keeping the date.
+        {{"IVAN PETROV", "156"}, "14", 1, nullptr, 'I', nullptr, 3, true},
+    });
+    EXPECT_EQ(look({"ALICE GRANT", "160"}).monthsSinceMove, 0);
+    EXPECT_STREQ(look({"ALICE GRANT", "158"}).footnote, "");
     // The "000000077" form carries the footnote.
-    o = look({"ALICE GRANT", "162"});
+    qvncoa_out_addr_t o = look({"ALICE GRANT", "162"});
     EXPECT_STREQ(o.returnCode, "03");
     EXPECT_STREQ(o.footnote, "0077");
     EXPECT_STREQ(o.moveEffectiveDate, monthsAgo(3).c_str());

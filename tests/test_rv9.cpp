@@ -71,6 +71,7 @@ std::string world() {
     { "zip": "12345", "addon_low": "0017", "primary_low": "-0012", "street": "MAIN", "suffix": "ST", "last_line": "L00001" },
     { "zip": "12345", "addon_low": "0018", "primary_low": "0000000123", "street": "MAIN", "suffix": "ST", "carrier_route": "C001", "last_line": "L00001" },
     { "zip": "12345", "addon_low": "0018", "primary_low": "0000000123", "street": "ELM", "suffix": "ST", "carrier_route": "C002", "last_line": "L00001" },
+    { "zip": "12345", "addon_low": "0019", "primary_low": "0000000040", "predir": "NW", "street": "ELM", "suffix": "ST", "postdir": "SE", "last_line": "L00001" },
     { "zip": "12345", "addon_low": "0020", "addon_high": "0022", "primary_low": "0000000700", "primary_high": "0000000702", "primary_parity": "B", "street": "CEDAR", "suffix": "ST", "last_line": "L00001" },
     { "zip": "12345", "addon_low": "0109", "type": "H", "primary_low": "0000000500", "street": "ELM", "suffix": "ST", "designator": "APT",
       "secondary_low": "BSMT", "last_line": "L00001" },
@@ -133,46 +134,62 @@ TEST_F(RV9Test, RangeOverSeveralShortAddOns) {
     EXPECT_FALSE(lookup("12345002001"));  // 701 walks onto add-on 0021
 }
 
-TEST_F(RV9Test, NumericRangesByParity) {
-    // Walked numbers are printed left-justified and keep width 11 in the line.
-    ASSERT_TRUE(lookup("12345000203"));
-    EXPECT_EQ(line(), pad50("103        OAK AVE"));
-    EXPECT_FALSE(lookup("12345000204"));  // an even number in an odd range
-    EXPECT_EQ(rec.resultCode, 'u');
-    ASSERT_TRUE(lookup("12345000305"));
-    EXPECT_EQ(line(), pad50("205        OAK AVE"));
-    ASSERT_TRUE(lookup("12345000406"));
-    EXPECT_EQ(line(), pad50("306        OAK AVE"));
-    EXPECT_FALSE(lookup("12345000407"));
+// One row per rule of the walk: the code, the hint, the line it must give.
+TEST_F(RV9Test, AddressLinesFromCodeAndHint) {
+    const struct {
+        const char *code, *hint, *line;
+    } rows[] = {
+        // Walked numbers are printed left-justified and keep width 11 in the
+        // line; odd, both and even ranges.
+        {"12345000203", "", "103        OAK AVE"},
+        {"12345000305", "", "205        OAK AVE"},
+        {"12345000406", "", "306        OAK AVE"},
+        // Units 3, 403 and 428 all carry delivery point 03: the hint narrows.
+        {"12345000503", "28", "500 ELM ST APT 428"},
+        // 1A to 1F share delivery point 01: the hint's letter decides.
+        {"12345000601", "C", "1C PINE ST"},
+        // PO boxes 0000000000 and 0000000123: the second wins.
+        {"12345000701", "", "PO BOX 123"},
+        {"12345000915", "", "RR 2 BOX 15"},
+        {"12345000123", "1/2", "123 1/2 MAIN ST"},
+        {"12345000123", "UPPR", "123 MAIN ST UPPR"},
+        {"12345000123", "12", "123 MAIN ST # 12"},
+        // 12 and 112 both verify; with the hint 12 becomes 12B, which does not.
+        {"12345001312", "B", "112 ASH ST"},
+        // Here only 12B is deliverable: the hint applied makes the one match.
+        {"12345001412", "B", "12B OAK ST"},
+        // Both directionals, each in its own digit of the record.
+        {"12345001940", "", "40 NW ELM ST SE"},
+        // A dash-zero primary.
+        {"12345001712", "", "012 MAIN ST"},
+        // Two ranges give the same point: the first is kept (its route below).
+        {"12345001823", "", "123 MAIN ST"},
+    };
+    for (const auto& r : rows) {
+        ASSERT_TRUE(lookup(r.code, r.hint)) << r.code << " " << r.hint;
+        EXPECT_EQ(line(), pad50(r.line)) << r.code << " " << r.hint;
+    }
+    EXPECT_EQ(std::string(rec.carrierRoute.buf), "C001");
+    ASSERT_TRUE(lookup("12345001712"));
+    EXPECT_EQ(std::string(rec.primaryNumber.buf), "012       ");
 }
 
-TEST_F(RV9Test, HighRiseUnitsNarrowedByHint) {
-    // Units 3, 403 and 428 all carry delivery point 03.
-    EXPECT_FALSE(lookup("12345000503"));
-    EXPECT_EQ(rec.resultCode, 'a');
-    ASSERT_TRUE(lookup("12345000503", "28"));
-    EXPECT_EQ(line(), pad50("500 ELM ST APT 428"));
-    EXPECT_FALSE(lookup("12345000503", "3"));  // 3 and 403 both end in the hint
-    EXPECT_EQ(rec.resultCode, 'a');
-}
-
-TEST_F(RV9Test, AlphanumericRangeTakesTheHintLetter) {
-    EXPECT_FALSE(lookup("12345000601"));  // 1A to 1F share delivery point 01
-    EXPECT_EQ(rec.resultCode, 'a');
-    ASSERT_TRUE(lookup("12345000601", "C"));
-    EXPECT_EQ(line(), pad50("1C PINE ST"));
-}
-
-TEST_F(RV9Test, PoBoxRule) {
-    ASSERT_TRUE(lookup("12345000701"));  // 0000000000 and 0000000123: the second wins
-    EXPECT_EQ(line(), pad50("PO BOX 123"));
-    EXPECT_FALSE(lookup("12345000801"));  // 0000000012 and 0000000123 both stay
-    EXPECT_EQ(rec.resultCode, 'a');
-}
-
-TEST_F(RV9Test, RuralRouteWithBox) {
-    ASSERT_TRUE(lookup("12345000915"));
-    EXPECT_EQ(line(), pad50("RR 2 BOX 15"));
+TEST_F(RV9Test, CodesLeftUnresolvedOrAmbiguous) {
+    const struct {
+        const char *code, *hint;
+        char result;
+    } rows[] = {
+        {"12345000204", "", 'u'},  // an even number in an odd range
+        {"12345000407", "", 'u'},
+        {"12345000503", "", 'a'},   // units 3, 403 and 428
+        {"12345000503", "3", 'a'},  // 3 and 403 both end in the hint
+        {"12345000601", "", 'a'},   // 1A to 1F
+        {"12345000801", "", 'a'},   // PO boxes 0000000012 and 0000000123 both stay
+    };
+    for (const auto& r : rows) {
+        EXPECT_FALSE(lookup(r.code, r.hint)) << r.code << " " << r.hint;
+        EXPECT_EQ(rec.resultCode, r.result) << r.code << " " << r.hint;
+    }
 }
 
 TEST_F(RV9Test, HintLetterBehindTheNumberOrAsUnit) {
@@ -182,24 +199,6 @@ TEST_F(RV9Test, HintLetterBehindTheNumberOrAsUnit) {
     EXPECT_EQ(std::string(rec.secondaryDesignator.buf), "#   ");
     EXPECT_EQ(std::string(rec.secondaryNumber.buf), "B       ");
     EXPECT_EQ(line(), pad50("12         BIRCH ST # B"));
-}
-
-TEST_F(RV9Test, HintHalfAndUnitWords) {
-    ASSERT_TRUE(lookup("12345000123", "1/2"));
-    EXPECT_EQ(line(), pad50("123 1/2 MAIN ST"));
-    ASSERT_TRUE(lookup("12345000123", "UPPR"));
-    EXPECT_EQ(line(), pad50("123 MAIN ST UPPR"));
-    ASSERT_TRUE(lookup("12345000123", "12"));
-    EXPECT_EQ(line(), pad50("123 MAIN ST # 12"));
-}
-
-TEST_F(RV9Test, TwoVerifiedCandidatesThenTheHintDecides) {
-    // 12 and 112 both verify; with the hint 12 becomes 12B, which does not.
-    ASSERT_TRUE(lookup("12345001312", "B"));
-    EXPECT_EQ(line(), pad50("112 ASH ST"));
-    // Here only 12B is deliverable: the hint applied makes the one match.
-    ASSERT_TRUE(lookup("12345001412", "B"));
-    EXPECT_EQ(line(), pad50("12B OAK ST"));
 }
 
 TEST_F(RV9Test, InMemoryTablesVerifyTheSame) {
@@ -234,18 +233,6 @@ TEST_F(RV9Test, CodeAbsentFromRanges) {
     EXPECT_EQ(rec.resultCode, 'u');
     EXPECT_TRUE(rv9.expanded().empty());
     EXPECT_TRUE(rv9.candidates().empty());
-}
-
-TEST_F(RV9Test, DashZeroPrimary) {
-    ASSERT_TRUE(lookup("12345001712"));
-    EXPECT_EQ(std::string(rec.primaryNumber.buf), "012       ");
-    EXPECT_EQ(line(), pad50("012 MAIN ST"));
-}
-
-TEST_F(RV9Test, DuplicatePointsKeepTheFirstRange) {
-    ASSERT_TRUE(lookup("12345001823"));
-    EXPECT_EQ(line(), pad50("123 MAIN ST"));
-    EXPECT_EQ(std::string(rec.carrierRoute.buf), "C001");
 }
 
 TEST_F(RV9Test, DesignatorWords) {
