@@ -14,6 +14,7 @@ int main(int argc, char** argv) {
     ncoa_cli::addProveCommands(app);
     ncoa_cli::addDatasetCommand(app);
     ncoa_cli::addClientTestCommand(app);
+    ncoa_cli::addServeCommand(app);
 
     try {
         app.parse(argc, argv);

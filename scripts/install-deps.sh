@@ -7,6 +7,7 @@ PKGS=(
   libssl-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   nlohmann-json3-dev libcli11-dev libcsv-dev libtbb-dev libfmt-dev
+  libcpp-httplib-dev
 )
 
 missing=()
