@@ -17,6 +17,7 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <limits>
 #include <memory>
 #include <set>
 #include <stdexcept>
@@ -75,6 +76,21 @@ void sendError(httplib::Response& res, int status, int code, const std::string& 
                     "application/json");
 }
 void sendError(httplib::Response& res, int status, const std::string& text) { sendError(res, status, status, text); }
+
+// An error sent before the request's body was read: the connection closes
+// behind it, so the unread body is never taken for the next request. (This
+// version of the HTTP library closes a connection only when a response fails
+// to write, so the body's writer reports failure once it has written all.)
+void refuseAndClose(httplib::Response& res, int status, const std::string& text) {
+    res.status = status;
+    auto body = std::make_shared<std::string>(json{{"code", status}, {"text", text}}.dump());
+    res.set_header("Connection", "close");
+    res.set_content_provider(body->size(), "application/json",
+                             [body](std::size_t offset, std::size_t length, httplib::DataSink& sink) {
+                                 sink.write(body->data() + offset, length);
+                                 return false;
+                             });
+}
 
 void sendJson(httplib::Response& res, const json& j, int status = 200) {
     res.status = status;
@@ -295,9 +311,14 @@ int runServer(const ServeOptions& o) {
     httplib::Server svr;
     const unsigned httpThreads = std::max(1u, o.httpThreads);
     svr.new_task_queue = [httpThreads] { return new httplib::ThreadPool(httpThreads); };
-    svr.set_payload_max_length(static_cast<std::size_t>(std::max<std::uint64_t>(o.maxUpload, o.maxBody)));
+    // Sizes are checked on the headers by the pre-routing handler below, which
+    // answers and closes at once; the library's own check would read (and
+    // drop) the whole body before closing.
+    svr.set_payload_max_length(std::numeric_limits<std::size_t>::max());
     svr.set_read_timeout(30, 0);
-    svr.set_keep_alive_max_count(1000);
+    // A connection gives its thread up after this many requests, so that more
+    // connections than threads all get their turn.
+    svr.set_keep_alive_max_count(100);
 
     // The owner of a request: the digest of its key, "" without keys.
     const auto ownerOf = [&keys](const httplib::Request& req, std::string& owner) {
@@ -315,8 +336,7 @@ int runServer(const ServeOptions& o) {
             std::string owner;
             if (!ownerOf(req, owner)) {
                 res.set_header("WWW-Authenticate", "Bearer");
-                res.set_header("Connection", "close");
-                sendError(res, 401, "a valid bearer key is needed (Authorization: Bearer KEY)");
+                refuseAndClose(res, 401, "a valid bearer key is needed (Authorization: Bearer KEY)");
                 return httplib::Server::HandlerResponse::Handled;
             }
         }
@@ -329,13 +349,11 @@ int runServer(const ServeOptions& o) {
                 char* end = nullptr;
                 const unsigned long long n = std::strtoull(len.c_str(), &end, 10);
                 if (errno != 0 || end == len.c_str() || *end != '\0' || n > limit) {
-                    res.set_header("Connection", "close");
-                    sendError(res, 413, fmt::format("the body may hold at most {} bytes", limit));
+                    refuseAndClose(res, 413, fmt::format("the body may hold at most {} bytes", limit));
                     return httplib::Server::HandlerResponse::Handled;
                 }
             } else if (!upload) {
-                res.set_header("Connection", "close");
-                sendError(res, 411, "a JSON body needs a Content-Length");
+                refuseAndClose(res, 411, "a JSON body needs a Content-Length");
                 return httplib::Server::HandlerResponse::Handled;
             }
         }
@@ -343,7 +361,7 @@ int runServer(const ServeOptions& o) {
     });
 
     svr.set_error_handler([](const httplib::Request&, httplib::Response& res) {
-        if (!res.body.empty()) return;
+        if (!res.body.empty() || res.has_header("Connection")) return;  // ours, or refuseAndClose's
         const char* text = res.status == 404   ? "no such route"
                            : res.status == 413 ? "the body is too large"
                            : res.status == 400 ? "the request is malformed"
@@ -404,16 +422,14 @@ int runServer(const ServeOptions& o) {
         std::string owner;
         ownerOf(req, owner);
         if (req.is_multipart_form_data()) {
-            res.set_header("Connection", "close");
-            return sendError(res, 415, "send the CSV list itself as the body, not a form");
+            return refuseAndClose(res, 415, "send the CSV list itself as the body, not a form");
         }
         JobSettings settings;
         try {
             if (req.has_param("mode")) settings.mode = parseMode(req.get_param_value("mode"));
             if (req.has_param("months")) settings.months = std::stoi(req.get_param_value("months"));
         } catch (const std::exception& e) {
-            res.set_header("Connection", "close");
-            return sendError(res, 400, std::string("mode or months: ") + e.what());
+            return refuseAndClose(res, 400, std::string("mode or months: ") + e.what());
         }
         for (std::size_t i = 0; i < req.get_param_value_count("map"); ++i)
             settings.maps.push_back(req.get_param_value("map", i));
@@ -421,8 +437,7 @@ int runServer(const ServeOptions& o) {
         std::shared_ptr<Job> job = jobs.open(owner, settings);
         if (!job) {
             res.set_header("Retry-After", "30");
-            res.set_header("Connection", "close");
-            return sendError(res, 503, "the job queue is full; try again later");
+            return refuseAndClose(res, 503, "the job queue is full; try again later");
         }
         std::FILE* spool = std::fopen(job->spoolPath().c_str(), "wb");
         bool tooBig = false, ok = spool != nullptr;
@@ -443,9 +458,8 @@ int runServer(const ServeOptions& o) {
         }
         if (!ok || job->bytes == 0) {
             jobs.drop(job);
-            res.set_header("Connection", "close");
-            if (tooBig) return sendError(res, 413, fmt::format("a list may hold at most {} bytes", o.maxUpload));
-            return sendError(res, 400, job->bytes == 0 ? "the list is empty" : "the upload failed");
+            if (tooBig) return refuseAndClose(res, 413, fmt::format("a list may hold at most {} bytes", o.maxUpload));
+            return refuseAndClose(res, 400, job->bytes == 0 ? "the list is empty" : "the upload failed");
         }
         if (lastByte != '\n') ++lines;
         job->estimate = lines > 0 ? lines - 1 : 0;  // less the header
