@@ -316,6 +316,7 @@ int runServer(const ServeOptions& o) {
     // drop) the whole body before closing.
     svr.set_payload_max_length(std::numeric_limits<std::size_t>::max());
     svr.set_read_timeout(30, 0);
+    svr.set_tcp_nodelay(true);  // headers and body go in two writes: no waiting on delayed ACKs
     // A connection gives its thread up after this many requests, so that more
     // connections than threads all get their turn.
     svr.set_keep_alive_max_count(100);
