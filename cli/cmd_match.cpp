@@ -27,6 +27,7 @@
 #include "Csv.h"
 #include "DataObject.h"
 #include "ListRun.h"
+#include "MatchWork.h"
 #include "commands.h"
 #include "qvncoa_report.h"
 
@@ -96,20 +97,7 @@ void writeReport(const MatchOptions& o, int mode, qvncoa_cumulativeStatsRecord_t
     stats.classOfMail = o.mailClass[0];
     stats.dateProcessed = static_cast<double>(std::time(nullptr));
 
-    const std::string tmp = o.report + ".partial." + std::to_string(::getpid());
-    QV_NCOA::CNCOA_SummaryReport report;
-    int rc = 0;
-    try {
-        rc = report.DoReport(tmp.c_str(), &stats);
-    } catch (...) {  // the library's file error (1041); its type is not exported
-        ::unlink(tmp.c_str());
-        throw std::runtime_error("cannot write the report to " + o.report + " (code 1041)");
-    }
-    if (rc != QVNCOA_OK) throw LibraryError(rc, "cannot write the report to " + o.report);
-    if (std::rename(tmp.c_str(), o.report.c_str()) != 0) {
-        ::unlink(tmp.c_str());
-        throw std::runtime_error("cannot write the report to " + o.report + ": " + std::strerror(errno));
-    }
+    writeSummaryReport(o.report, stats);
 }
 
 void runMatch(const MatchOptions& o) {
@@ -126,73 +114,7 @@ void runMatch(const MatchOptions& o) {
         data = std::make_unique<DataObject>(o.open);
         if (freeForm) verifiers = std::make_unique<AvPool>(o.open.data);
 
-        ListWork work;
-        if (freeForm) forEachAvField(nullptr, [&](const char* column, std::string_view) { work.columns.push_back(column); });
-        qvncoa_out_addr_t blank{};
-        forEachAnswerField(blank, [&](const char* column, const char*, std::string_view) { work.columns.push_back(column); });
-        const std::size_t inputColumns = names.size(), columns = work.columns.size();
-        void* const obj = data->get();
-        AvPool* const pool = verifiers.get();
-        const int months = o.months;
-        const auto append = [delim](Batch& b) {
-            return [&b, delim](std::string_view v) {
-                b.text += delim;
-                csvAppendField(b.text, v, delim);
-            };
-        };
-
-        if (!freeForm) {
-            work.process = [=](Batch& b) {
-                qvncoa_out_addr_t out;
-                char err[QVNCOA_ERROR_TEXT_SIZE];
-                LookupInput in;
-                const auto put = append(b);
-                forEachRow(b, inputColumns, columns, delim, [&](const CsvRecord& row, std::string& error) {
-                    buildLookupInput(map, row, in);
-                    const qvncoa_in_addr_t view = in.view();
-                    err[0] = '\0';
-                    const int rc = qvncoa_lookup_without_qvav(obj, &view, &out, mode, months, err, 0);
-                    if (rc != QVNCOA_OK && rc != QVNCOA_OK_MOVE_TOO_OLD) {
-                        error = fmt::format("lookup failed with code {}: {}", rc, err);
-                        return false;
-                    }
-                    forEachAnswerField(out, [&](const char*, const char*, std::string_view v) { put(v); });
-                    countAnswer(b.counts, out);
-                    return true;
-                });
-            };
-            return work;
-        }
-
-        // Free-form addresses: the verifier parses and codes each one, then
-        // the lookup runs on what it made of it.
-        work.process = [=](Batch& b) {
-            const AvPool::Lease av(*pool);
-            qvncoa_out_addr_t out;
-            char err[QVNCOA_ERROR_TEXT_SIZE];
-            FreeFormInput in;
-            std::string line;
-            const auto put = append(b);
-            forEachRow(b, inputColumns, columns, delim, [&](const CsvRecord& row, std::string& error) {
-                buildFreeFormInput(map, row, in);
-                // The lookup takes one address line: a second one is a unit.
-                line = in.addressLine;
-                if (!in.addressLine2.empty()) line += (line.empty() ? "" : " ") + in.addressLine2;
-                const char* record[3] = {in.name.empty() ? in.firm.c_str() : in.name.c_str(), line.c_str(),
-                                         in.lastLine.c_str()};
-                err[0] = '\0';
-                const int rc = qvncoa_lookup_with_qvav(obj, av.get(), record, &out, mode, months, err, 0);
-                if (rc != QVNCOA_OK && rc != QVNCOA_OK_MOVE_TOO_OLD) {
-                    error = fmt::format("lookup failed with code {}: {}", rc, err);
-                    return false;
-                }
-                forEachAvField(out.avRecord, [&](const char*, std::string_view v) { put(v); });
-                forEachAnswerField(out, [&](const char*, const char*, std::string_view v) { put(v); });
-                countAnswer(b.counts, out);
-                return true;
-            });
-        };
-        return work;
+        return matchWork(data->get(), verifiers.get(), map, names.size(), delim, mode, o.months);
     };
 
     const ListTotals t = runList(o.list, "ncoa match", "matching", start);

@@ -27,5 +27,7 @@ void addLookupCommand(CLI::App& app);
 void addClientTestCommand(CLI::App& app);
 // `ncoa verify --data DIR --in LIST.csv --out RESULT.csv`
 void addVerifyCommand(CLI::App& app);
+// `ncoa serve --data DIR [--listen HOST:PORT] [--keys FILE]`
+void addServeCommand(CLI::App& app);
 
 } // namespace ncoa_cli

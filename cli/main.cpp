@@ -28,6 +28,7 @@ int main(int argc, char** argv) {
     ncoa_cli::addProveCommands(app);
     ncoa_cli::addDatasetCommand(app);
     ncoa_cli::addClientTestCommand(app);
+    ncoa_cli::addServeCommand(app);
     describeKnowledgeBase(app);
 
     try {

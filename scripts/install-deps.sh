@@ -8,6 +8,7 @@ PKGS=(
   libgtest-dev libgmock-dev libbenchmark-dev
   nlohmann-json3-dev libcli11-dev libcsv-dev libtbb-dev libfmt-dev
   pybind11-dev python3-pybind11 python3-pytest python3-pandas python3-dask python3-distributed
+  libcpp-httplib-dev
 )
 
 missing=()
