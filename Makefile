@@ -40,15 +40,21 @@ test-tsan: deps
 	cmake --build $(TSAN_BUILD) -j $(JOBS) --target qvtests ncoa
 	scripts/tsan-run.sh $(TSAN_BUILD)
 
-# Writes the sample data set, opens it through the library and proves it, then
-# runs the sample mailing list against it and shows results and report.
+# Writes the sample data set packed, as the USPS delivers it, unpacks it,
+# proves it and runs the sample mailing list against it; then the same world
+# as a flat data set, indexed, which must answer every record alike; then the
+# client test run on the sample world.
 demo: all
-	$(BUILD)/cli/ncoa dataset build data/sample/world.json $(BUILD)/sample-data
+	rm -rf $(BUILD)/sample-data $(BUILD)/sample-flat
+	$(BUILD)/cli/ncoa dataset build data/sample/world.json $(BUILD)/sample-data --packed \
+	  --client-test $(BUILD)/sample-client-test.txt
+	@echo
+	$(BUILD)/cli/ncoa dataset unpack $(BUILD)/sample-data
 	@echo
 	$(BUILD)/cli/ncoa prove --data $(BUILD)/sample-data
 	@echo
-	@echo "demo: wrote the sample data set to $(BUILD)/sample-data, opened it with qvncoa_init_data_obj"
-	@echo "      and proved every file against the SHA-1 lists of its two disc headers."
+	@echo "demo: wrote the sample data set packed to $(BUILD)/sample-data, unpacked its hash sections,"
+	@echo "      opened it with qvncoa_init_data_obj and proved every file against the SHA-1 lists of its two disc headers."
 	@echo
 	$(BUILD)/cli/ncoa match --data $(BUILD)/sample-data --in data/sample/list.csv \
 	  --out $(BUILD)/sample-result.csv --report $(BUILD)/sample-report.txt \
@@ -63,6 +69,22 @@ demo: all
 	@echo
 	@echo "Processing summary report ($(BUILD)/sample-report.txt):"
 	@cat $(BUILD)/sample-report.txt
+	@echo
+	@echo "== The same world as a flat data set, with its 3-byte prefix index"
+	$(BUILD)/cli/ncoa dataset build --kind flat data/sample/world.json $(BUILD)/sample-flat
+	$(BUILD)/cli/ncoa dataset index $(BUILD)/sample-flat
+	$(BUILD)/cli/ncoa prove --data $(BUILD)/sample-flat
+	$(BUILD)/cli/ncoa match --data $(BUILD)/sample-flat --flat-index 3 --in data/sample/list.csv \
+	  --out $(BUILD)/sample-result-flat.csv
+	cmp $(BUILD)/sample-result.csv $(BUILD)/sample-result-flat.csv
+	@echo "demo: the flat sample answers every record of the list exactly as the hash sample."
+	@echo
+	@echo "== The USPS client test run on the sample world"
+	$(BUILD)/cli/ncoa client-test --data $(BUILD)/sample-data --in $(BUILD)/sample-client-test.txt \
+	  --out $(BUILD)/sample-client-answers.txt --tag DEMO --form3553 $(BUILD)/sample-form3553.txt \
+	  --list-name "SAMPLE LIST" --processor "SAMPLE LIST SERVICES"
+	@echo
+	@cat $(BUILD)/sample-form3553.txt
 
 clean:
 	rm -rf $(BUILD) $(ASAN_BUILD)

@@ -8,7 +8,9 @@
 namespace ncoa_cli {
 namespace {
 
-const char* const kFieldNames[kInputFields] = {"name", "firm", "pno", "sno", "desc", "zip", "addon", "type", "address"};
+const char* const kFieldNames[kInputFields] = {"name",  "firm",     "pno",  "sno",   "desc",
+                                               "zip",   "addon",    "type", "address", "address2",
+                                               "city",  "state",    "lastline", "urbanization"};
 
 // Header names recognised for each field, most specific first, in the form
 // normalise() gives them.
@@ -30,6 +32,11 @@ const std::vector<std::vector<std::string>>& aliases() {
         /* type */ {"recordtype", "rectype", "addresstype", "addrtype", "dpvrecordtype"},
         /* address */ {"addressline", "addressline1", "address", "address1", "deliveryaddress", "deliveryline",
                        "streetaddress", "street", "addr", "addr1", "line1"},
+        /* address2 */ {"addressline2", "address2", "addr2", "line2", "deliveryaddress2", "secondaryaddress"},
+        /* city */ {"city", "cityname", "town"},
+        /* state */ {"state", "st", "statecode", "stateabbr", "stateabbreviation"},
+        /* lastline */ {"lastline", "cityline", "citystatezip", "csz"},
+        /* urbanization */ {"urbanization", "urb", "urbanizacion"},
     };
     return a;
 }
@@ -136,7 +143,7 @@ void splitAddressLine(std::string_view line, LookupInput& in, bool wantPno, bool
 
 const char* inputFieldName(int field) { return kFieldNames[field]; }
 
-ColumnMap ColumnMap::resolve(const std::vector<std::string>& header, const std::vector<std::string>& maps) {
+ColumnMap ColumnMap::find(const std::vector<std::string>& header, const std::vector<std::string>& maps) {
     ColumnMap m;
     for (int& c : m.col) c = -1;
     std::vector<bool> used(header.size(), false);
@@ -148,7 +155,8 @@ ColumnMap ColumnMap::resolve(const std::vector<std::string>& header, const std::
         const int field = fieldByName(entry.substr(0, eq));
         if (field < 0)
             throw std::runtime_error("--map " + entry +
-                                     ": unknown field (name, firm, pno, sno, desc, zip, addon, type, address)");
+                                     ": unknown field (name, firm, pno, sno, desc, zip, addon, type, address, "
+                                     "address2, city, state, lastline, urbanization)");
         const std::string column = entry.substr(eq + 1);
         int found = -1;
         for (std::size_t i = 0; i < header.size() && found < 0; ++i)
@@ -176,14 +184,40 @@ ColumnMap ColumnMap::resolve(const std::vector<std::string>& header, const std::
         }
     }
 
-    const auto missing = [&](const char* what, const char* field) {
-        return std::runtime_error(std::string("the list has no ") + what + " column; name it with --map " + field +
-                                  "=COLUMN (columns: " + columnList(header) + ")");
-    };
-    if (m.col[kZip] < 0 && m.col[kAddon] < 0) throw missing("ZIP", "zip");
-    if (m.col[kName] < 0 && m.col[kFirm] < 0) throw missing("name", "name");
-    if (m.col[kPno] < 0 && m.col[kAddress] < 0) throw missing("primary number or address line", "pno");
+    if (m.col[kZip] >= 0) {
+        const std::string zip = normalise(header[static_cast<std::size_t>(m.col[kZip])]);
+        for (const char* nine : {"zip9", "zip+4", "zipplus4", "fullzip"}) m.zipIsNine |= zip == nine;
+    }
     return m;
+}
+
+namespace {
+
+std::runtime_error missingColumn(const std::vector<std::string>& header, const char* what, const char* field) {
+    return std::runtime_error(std::string("the list has no ") + what + " column; name it with --map " + field +
+                              "=COLUMN (columns: " + columnList(header) + ")");
+}
+
+}  // namespace
+
+ColumnMap ColumnMap::resolve(const std::vector<std::string>& header, const std::vector<std::string>& maps) {
+    const ColumnMap m = find(header, maps);
+    if (!m.freeForm() && m.col[kZip] < 0 && m.col[kAddon] < 0) throw missingColumn(header, "ZIP", "zip");
+    if (m.col[kName] < 0 && m.col[kFirm] < 0) throw missingColumn(header, "name", "name");
+    if (m.freeForm()) return m;
+    if (m.col[kPno] < 0 && m.col[kAddress] < 0) throw missingColumn(header, "primary number or address line", "pno");
+    return m;
+}
+
+bool ColumnMap::freeForm() const {
+    return col[kAddress] >= 0 && col[kAddon] < 0 && !zipIsNine &&
+           (col[kLastLine] >= 0 || col[kZip] >= 0 || (col[kCity] >= 0 && col[kState] >= 0));
+}
+
+void ColumnMap::requireFreeForm(const std::vector<std::string>& header) const {
+    if (col[kAddress] < 0) throw missingColumn(header, "address line", "address");
+    if (col[kLastLine] < 0 && col[kZip] < 0 && (col[kCity] < 0 || col[kState] < 0))
+        throw missingColumn(header, "last line (or city and state, or ZIP)", "lastline");
 }
 
 std::string ColumnMap::describe(const std::vector<std::string>& header) const {
@@ -231,6 +265,29 @@ void buildLookupInput(const ColumnMap& map, const CsvRecord& row, LookupInput& i
 
     const std::string_view type = trim(get(kType));
     in.recordType = type.empty() ? ' ' : type.front();
+}
+
+void buildFreeFormInput(const ColumnMap& map, const CsvRecord& row, FreeFormInput& in) {
+    const auto get = [&](int f) {
+        return trim(map.col[f] >= 0 ? row.field(static_cast<std::size_t>(map.col[f])) : std::string_view());
+    };
+    const auto join = [](std::string& to, std::string_view part, const char* glue) {
+        if (part.empty()) return;
+        if (!to.empty()) to += glue;
+        to += part;
+    };
+    in.name.assign(get(kName));
+    in.firm.assign(get(kFirm));
+    in.urbanization.assign(get(kUrbanization));
+    in.addressLine.clear();
+    for (int f : {kPno, kAddress, kDesc, kSno}) join(in.addressLine, get(f), " ");
+    in.addressLine2.assign(get(kAddress2));
+    in.lastLine.assign(get(kLastLine));
+    if (in.lastLine.empty()) {
+        join(in.lastLine, get(kCity), "");
+        join(in.lastLine, get(kState), ", ");
+        join(in.lastLine, get(kZip), " ");
+    }
 }
 
 int parseMode(const std::string& text) {

@@ -4,6 +4,7 @@
 // `ncoa dataset index DIR`: builds the prefix index files of a flat data set.
 #include "commands.h"
 
+#include "ClientTestWriter.h"
 #include "DataSetWriter.h"
 #include "Synth.h"
 #include "World.h"
@@ -29,9 +30,23 @@ struct BuildOptions {
     std::string outDir;
     std::string releaseDate;
     int sequence = -1;
+    std::string clientTest, clientTestS1;
     bool quiet = false;
     bool packed = false;
 };
+
+// The client test input files of a world, in the layouts asked for.
+void writeClientTests(const qvw::World& world, const std::string& plain, const std::string& stageOnePath, bool quiet) {
+    for (const auto& [path, stageOne] : {std::pair{plain, false}, std::pair{stageOnePath, true}}) {
+        if (path.empty())
+            continue;
+        const qvw::ClientTestSummary s = qvw::writeClientTestFile(world, path, stageOne);
+        if (!quiet)
+            fmt::print("Client test file written to {} ({} bytes a line): {} records, {} filings and {} names that "
+                       "filed nowhere; {} filings left out (old address in no range)\n",
+                       path, stageOne ? 1000 : 300, s.records, s.filings, s.misses, s.skipped);
+    }
+}
 
 void runBuild(const BuildOptions& o) {
     qvw::World world = qvw::loadWorld(o.world);
@@ -47,6 +62,7 @@ void runBuild(const BuildOptions& o) {
     qvw::DataSetWriter writer(world, o.outDir, kind);
     writer.setPacked(o.packed);
     const qvw::BuildReport r = writer.write();
+    writeClientTests(world, o.clientTest, o.clientTestS1, o.quiet);
     if (o.quiet)
         return;
     fmt::print("Data set written to {}{}\n", r.root, o.packed ? " (hash sections packed)" : "");
@@ -68,10 +84,12 @@ struct SynthCommandOptions {
     std::string outDir;
     std::size_t list = 0;
     std::string listOut, answersOut;
+    std::string addressStyle = "split";
     double hitRate = 0.1;
     std::uint64_t seed = 1;
     std::string names = QV_DEFAULT_KB;
     std::string releaseDate;
+    std::string clientTest, clientTestS1;
     bool quiet = false;
     bool packed = false;
 };
@@ -111,12 +129,15 @@ void runSynth(const SynthCommandOptions& o) {
         fmt::print("  {} files, {} bytes; filter false-positive rate at most {:.2g}\n", r.filesWritten,
                    r.bytesWritten, r.filterFalsePositiveRate);
     }
+    writeClientTests(world, o.clientTest, o.clientTestS1, o.quiet);
     if (o.list == 0)
         return;
 
     t = std::chrono::steady_clock::now();
     const auto rows = gen.makeList(o.list, o.hitRate, o.seed);
-    const qvw::SynthListSummary ls = qvw::SynthGenerator::writeList(rows, o.listOut);
+    const qvw::SynthListSummary ls = qvw::SynthGenerator::writeList(
+        rows, o.listOut,
+        o.addressStyle == "free" ? qvw::SynthGenerator::AddressStyle::Free : qvw::SynthGenerator::AddressStyle::Split);
     if (!o.answersOut.empty()) {
         std::ofstream out(o.answersOut, std::ios::binary | std::ios::trunc);
         out << "Customer ID,kind,expected_code\n";
@@ -155,6 +176,10 @@ void addDatasetCommand(CLI::App& app) {
     build->add_option("--kind", opts->kind, "Kind of data set: hash or flat")
         ->capture_default_str()
         ->check(CLI::IsMember({"hash", "flat"}));
+    build->add_option("--client-test", opts->clientTest,
+                      "Also write a client test input file for the world (300-byte lines)");
+    build->add_option("--client-test-s1", opts->clientTestS1,
+                      "Also write a client test input file in the stage-one layout (1000-byte lines)");
     build->add_flag("-q,--quiet", opts->quiet, "Print nothing on success");
     build->add_flag("--packed", opts->packed, "Write the hash sections packed (.SZP), as the USPS delivers them");
     build->callback([opts] { runBuild(*opts); });
@@ -166,6 +191,10 @@ void addDatasetCommand(CLI::App& app) {
     synth->add_option("--out", so->outDir, "Folder to write the data set into")->required();
     synth->add_option("--list", so->list, "Records of the mailing list to write")->check(CLI::PositiveNumber);
     synth->add_option("--list-out", so->listOut, "Mailing list CSV to write");
+    synth->add_option("--address-style", so->addressStyle,
+                      "split: verified columns with ZIP4; free: an address line and a last line as people type them")
+        ->capture_default_str()
+        ->check(CLI::IsMember({"split", "free"}));
     synth->add_option("--answers", so->answersOut, "CSV of each list record's kind and expected return code");
     synth->add_option("--hit-rate", so->hitRate, "Share of list records that find a move (A, 91, 92)")
         ->capture_default_str()
@@ -177,6 +206,9 @@ void addDatasetCommand(CLI::App& app) {
     synth->add_option("--kind", so->kind, "Kind of data set: hash or flat")
         ->capture_default_str()
         ->check(CLI::IsMember({"hash", "flat"}));
+    synth->add_option("--client-test", so->clientTest, "Also write a client test input file (300-byte lines)");
+    synth->add_option("--client-test-s1", so->clientTestS1,
+                      "Also write a client test input file in the stage-one layout (1000-byte lines)");
     synth->add_flag("-q,--quiet", so->quiet, "Print nothing on success");
     synth->add_flag("--packed", so->packed, "Write the hash sections packed (.SZP), as the USPS delivers them");
     synth->callback([so] { runSynth(*so); });

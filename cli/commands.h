@@ -23,5 +23,9 @@ void addIndexCommand(CLI::App& dataset);
 void addMatchCommand(CLI::App& app);
 // `ncoa lookup --data DIR --name ... --pno ... --zip9 ...`
 void addLookupCommand(CLI::App& app);
+// `ncoa client-test --data DIR --in TESTFILE --out ANSWERS`
+void addClientTestCommand(CLI::App& app);
+// `ncoa verify --data DIR --in LIST.csv --out RESULT.csv`
+void addVerifyCommand(CLI::App& app);
 
 } // namespace ncoa_cli

@@ -10,8 +10,10 @@ int main(int argc, char** argv) {
     app.footer("Run `ncoa COMMAND --help` for the options of a command.");
     ncoa_cli::addMatchCommand(app);
     ncoa_cli::addLookupCommand(app);
+    ncoa_cli::addVerifyCommand(app);
     ncoa_cli::addProveCommands(app);
     ncoa_cli::addDatasetCommand(app);
+    ncoa_cli::addClientTestCommand(app);
 
     try {
         app.parse(argc, argv);

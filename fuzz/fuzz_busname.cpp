@@ -1,3 +1,4 @@
+// fuzz-libs: qvncoa_static qvwriter
 // Business-name comparison of two arbitrary texts, by all three comparators.
 #include <cstddef>
 #include <cstdint>

@@ -1,3 +1,5 @@
+// fuzz-libs: qvncoa_static qvwriter
+// fuzz-sources: cli/Csv.cpp
 // The mailing-list reader over arbitrary bytes: every record comes back,
 // well-formed or with its problem, and the reader always ends.
 #include <sys/mman.h>
@@ -7,7 +9,7 @@
 #include <cstdint>
 #include <cstdlib>
 
-#include "Csv.h"
+#include "../cli/Csv.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     int fd = ::memfd_create("csv", 0);

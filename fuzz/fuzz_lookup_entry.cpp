@@ -1,3 +1,4 @@
+// fuzz-libs: qvncoa_static qvwriter
 // The lookup entry with every input field arbitrary: the input is split at
 // NUL bytes into name, primary and secondary number, ZIP+4 and designator,
 // so fields come over-long and with any bytes; the type is the last byte.

@@ -1,3 +1,4 @@
+// fuzz-libs: qvncoa_static qvwriter
 // The USPS house and unit number parser over arbitrary text of any length.
 #include <cstddef>
 #include <cstdint>

@@ -1,3 +1,4 @@
+// fuzz-libs: qvncoa_static qvwriter
 // The packed hash file (.SZP) unpacker over arbitrary bytes: a code, never a crash.
 #include <unistd.h>
 

@@ -56,7 +56,7 @@ cp "$src/data/sample/list.csv" "$out/fuzz_csv/list"
 head -20 "$src/data/sample/list.csv" | tr ',' ';' > "$out/fuzz_csv/semicolons"
 
 # Lookup records and numbers: name NUL pno NUL sno NUL zip9 NUL designator, type last.
-mkdir -p "$out/fuzz_lookup_entry" "$out/fuzz_parse_num" "$out/fuzz_busname"
+mkdir -p "$out/fuzz_lookup_entry" "$out/fuzz_parse_num" "$out/fuzz_busname" "$out/fuzz_name_parse" "$out/fuzz_qvav_parse"
 n=0
 tail -n +2 "$src/data/sample/list.csv" | head -60 | while IFS=, read -r id name company pno street desc sno city state zip zip4 type; do
     n=$((n + 1))
@@ -65,6 +65,9 @@ tail -n +2 "$src/data/sample/list.csv" | head -60 | while IFS=, read -r id name 
     printf '%s' "$pno" > "$out/fuzz_parse_num/p$n"
     [ -n "$sno" ] && printf '%s' "$sno" > "$out/fuzz_parse_num/s$n"
     [ -n "$company" ] && printf '%s\0%s INC' "$company" "$company" > "$out/fuzz_busname/$n"
+    [ -n "$name" ] && printf '%s' "$name" > "$out/fuzz_name_parse/$n"
+    printf '%s\n%s %s %s %s\n%s %s %s-%s' "${name:-$company}" "$pno" "$street" "$desc" "$sno" "$city" "$state" \
+        "$zip" "$zip4" > "$out/fuzz_qvav_parse/$n"
     true
 done
 for t in "$out"/*; do [ -n "$(ls -A "$t")" ] || printf 'A' > "$t/minimal"; done

@@ -68,6 +68,8 @@ enum {
 };
 /* Flags of the lookups. */
 enum { QVNCOA_LOOKUP_DEBUG = 1 };
+/* Flag of qvncoa_runAudit, besides the debug log: the stage-one input layout (1000-byte lines). */
+enum { QVNCOA_AUDIT_STAGE_ONE = 2 };
 
 /* The answer record. Text fields are NUL-terminated and trimmed. */
 typedef struct qvncoa_out_addr_t {

@@ -5,6 +5,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <set>
 
@@ -12,9 +13,12 @@ namespace qvname {
 
 namespace {
 
+enum FileKind : uint8_t { FK_WORDS, FK_DEFINITIONS, FK_PHRASES, FK_SURNAME_FREQ, FK_GIVEN_FREQ };
+
 struct ListFile {
   const char* name;
-  uint16_t cls;  // 0: the definitions file
+  uint16_t cls;
+  FileKind kind = FK_WORDS;
 };
 
 // The files of a locale. Each must exist, even when it lists nothing.
@@ -29,7 +33,12 @@ const ListFile kFiles[] = {
     {"ignored_words.txt", WC_IGNORED},
     {"given_names.txt", WC_GIVEN},
     {"surnames.txt", WC_SURNAME},
-    {"definitions.txt", 0},
+    {"title_leads.txt", WC_TITLE_LEAD},
+    {"suffix_phrases.txt", WC_PHRASE_END, FK_PHRASES},
+    {"definitions.txt", 0, FK_DEFINITIONS},
+    // Generated from the national statistics by scripts/make_namekb.py.
+    {"surname_freq.txt", 0, FK_SURNAME_FREQ},
+    {"given_freq.txt", 0, FK_GIVEN_FREQ},
 };
 
 int32_t readWhole(const std::string& path, std::string& out, std::string& err) {
@@ -69,6 +78,21 @@ bool validWord(const std::string& s) {
   return letter;
 }
 
+// "ATTORNEY AT LAW": two to four valid words, one blank apart.
+bool splitPhrase(const std::string& s, std::vector<std::string>& words) {
+  words.clear();
+  size_t b = 0;
+  while (b <= s.size()) {
+    size_t e = s.find(' ', b);
+    if (e == std::string::npos) e = s.size();
+    std::string w = s.substr(b, e - b);
+    if (!validWord(w)) return false;
+    words.push_back(w);
+    b = e + 1;
+  }
+  return words.size() >= 2 && words.size() <= 4;
+}
+
 bool validDefinition(const std::string& s) {
   if (s.empty() || s.size() > 127) return false;
   for (char c : s)
@@ -81,10 +105,16 @@ bool validDefinition(const std::string& s) {
 int32_t KnowledgeBase::load(const std::string& dir, std::string& err) {
   pending_.clear();
   definitions_.clear();
+  phrases_.clear();
   for (const ListFile& lf : kFiles) {
     std::string path = dir;
     if (!path.empty() && path.back() != '/') path += '/';
     path += lf.name;
+    if (lf.kind == FK_SURNAME_FREQ || lf.kind == FK_GIVEN_FREQ) {
+      int32_t rc = loadFrequencies(path, lf.kind == FK_GIVEN_FREQ, err);
+      if (rc != QVN_OK) return rc;
+      continue;
+    }
     std::string text;
     int32_t rc = readWhole(path, text, err);
     if (rc != QVN_OK) return rc;
@@ -102,11 +132,15 @@ int32_t KnowledgeBase::load(const std::string& dir, std::string& err) {
       line = b == std::string::npos ? std::string() : line.substr(b, e - b + 1);
       if (line.empty() || line[0] == '#') continue;
 
-      bool ok = lf.cls ? validWord(line) : validDefinition(line);
-      const char* why = lf.cls ? "expected one word of letters, digits, apostrophes or hyphens, at most 31 characters"
-                               : "expected a definition name of printable characters, at most 127";
+      std::vector<std::string> words;
+      bool ok = lf.kind == FK_WORDS ? validWord(line)
+                : lf.kind == FK_PHRASES ? splitPhrase(line, words)
+                                        : validDefinition(line);
+      const char* why = lf.kind == FK_WORDS ? "expected one word of letters, digits, apostrophes or hyphens, at most 31 characters"
+                        : lf.kind == FK_PHRASES ? "expected two to four words, one blank apart"
+                                                : "expected a definition name of printable characters, at most 127";
       if (ok) {
-        if (lf.cls)
+        if (lf.kind != FK_DEFINITIONS)
           for (char& c : line)
             if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 32);
         if (!seen.insert(line).second) {
@@ -121,10 +155,17 @@ int32_t KnowledgeBase::load(const std::string& dir, std::string& err) {
         err = path + ":" + std::to_string(lineNo) + ": bad entry \"" + shown + "\" (" + why + ")";
         return QVN_E_KB_BAD_LINE;
       }
-      if (lf.cls)
-        pending_.emplace_back(line, lf.cls);
-      else
+      if (lf.kind == FK_WORDS) {
+        pending_.push_back(Pending{line, lf.cls, 0, 0});
+      } else if (lf.kind == FK_PHRASES) {
+        for (std::string& w : words)
+          for (char& c : w)
+            if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 32);
+        pending_.push_back(Pending{words.back(), lf.cls, 0, 0});
+        phrases_.push_back(words);
+      } else {
         definitions_.push_back(line);
+      }
     }
   }
   if (definitions_.empty()) {
@@ -135,21 +176,67 @@ int32_t KnowledgeBase::load(const std::string& dir, std::string& err) {
   return QVN_OK;
 }
 
-// Open addressing, load factor at most one quarter: a miss ends on an empty
-// slot after one or two probes.
+// "NAME FIGURE" (surnames) or "NAME MALE FEMALE" (given names) a line, as
+// scripts/make_namekb.py writes them. Tens of thousands of lines, so read
+// without the per-line strings of the word lists.
+int32_t KnowledgeBase::loadFrequencies(const std::string& path, bool given, std::string& err) {
+  std::string text;
+  int32_t rc = readWhole(path, text, err);
+  if (rc != QVN_OK) return rc;
+  const char* p = text.c_str();
+  const char* end = p + text.size();
+  for (unsigned lineNo = 1; p < end; ++lineNo) {
+    const char* nl = static_cast<const char*>(std::memchr(p, '\n', static_cast<size_t>(end - p)));
+    if (!nl) nl = end;
+    const char* b = p;
+    p = nl + 1;
+    while (b < nl && (*b == ' ' || *b == '\t')) ++b;
+    if (b == nl || *b == '#' || *b == '\r') continue;
+    const char* w = b;
+    while (b < nl && *b != ' ' && *b != '\t') ++b;
+    std::string word(w, static_cast<size_t>(b - w));
+    float fig[2] = {0, 0};
+    int want = given ? 2 : 1;
+    bool ok = validWord(word);
+    for (int k = 0; k < want && ok; ++k) {
+      char* after = nullptr;
+      fig[k] = std::strtof(b, &after);
+      ok = after != b && after <= nl && fig[k] >= 0 && fig[k] < 1e6f;
+      b = after;
+    }
+    while (ok && b < nl && (*b == ' ' || *b == '\t' || *b == '\r')) ++b;
+    if (!ok || b != nl) {
+      err = path + ":" + std::to_string(lineNo) + ": bad entry (expected " +
+            (given ? "NAME MALE_PER_100000 FEMALE_PER_100000)" : "NAME PER_100000)");
+      return QVN_E_KB_BAD_LINE;
+    }
+    for (char& c : word)
+      if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 32);
+    if (given)
+      pending_.push_back(Pending{word, 0, 0, (fig[0] + fig[1]) / 2});
+    else
+      pending_.push_back(Pending{word, 0, fig[0], 0});
+  }
+  return QVN_OK;
+}
+
+// Open addressing, load factor at most one half: a miss ends on an empty
+// slot after a probe or two.
 void KnowledgeBase::buildTable() {
   uint32_t cap = 64;
-  while (cap < pending_.size() * 4) cap *= 2;
-  table_.assign(cap, Slot{0, 0, 0, 0});
+  while (cap < pending_.size() * 2) cap *= 2;
+  table_.assign(cap, Slot{0, 0, 0, 0, 0, 0});
   mask_ = cap - 1;
   pool_.clear();
+  pool_.reserve(pending_.size() * 8);
   words_ = 0;
-  for (const auto& pw : pending_) add(pw.first, pw.second);
+  for (const Pending& p : pending_) add(p);
   pending_.clear();
   pending_.shrink_to_fit();
 }
 
-void KnowledgeBase::add(const std::string& word, uint16_t cls) {
+void KnowledgeBase::add(const Pending& p) {
+  const std::string& word = p.word;
   uint32_t h = hash(word.data(), word.size());
   for (uint32_t i = h & mask_;; i = (i + 1) & mask_) {
     Slot& s = table_[i];
@@ -157,16 +244,35 @@ void KnowledgeBase::add(const std::string& word, uint16_t cls) {
       s.hash = h;
       s.off = static_cast<uint32_t>(pool_.size());
       s.len = static_cast<uint8_t>(word.size());
-      s.cls = cls;
+      s.cls = p.cls;
+      s.sur = p.sur;
+      s.giv = p.giv;
       pool_ += word;
       ++words_;
       return;
     }
     if (s.hash == h && s.len == word.size() && pool_.compare(s.off, s.len, word) == 0) {
-      s.cls = static_cast<uint16_t>(s.cls | cls);  // same word in another list
+      s.cls = static_cast<uint16_t>(s.cls | p.cls);  // same word in another list
+      if (p.sur > 0) s.sur = p.sur;
+      if (p.giv > 0) s.giv = p.giv;
       return;
     }
   }
+}
+
+int KnowledgeBase::phraseEndingAt(const Span* words, int count) const {
+  int best = 0;
+  for (const auto& ph : phrases_) {
+    int n = static_cast<int>(ph.size());
+    if (n > count || n <= best) continue;
+    bool same = true;
+    for (int k = 0; k < n && same; ++k) {
+      const Span& w = words[count - n + k];
+      same = w.len == ph[static_cast<size_t>(k)].size() && memEq(w.p, ph[static_cast<size_t>(k)].data(), w.len);
+    }
+    if (same) best = n;
+  }
+  return best;
 }
 
 bool KnowledgeBase::hasDefinition(const char* name) const {

@@ -21,8 +21,19 @@ enum WordClass : uint16_t {
   WC_CONJ = 32,          // separates two people (AND)
   WC_NO_PARTICLE = 64,   // surname that never takes a particle before it (NGUYEN)
   WC_IGNORED = 128,      // never part of a name on a list (FAMILY, RESIDENT)
-  WC_GIVEN = 256,        // common given name (JOHN)
-  WC_SURNAME = 512       // common surname (SMITH)
+  WC_GIVEN = 256,        // in given_names.txt (kept for the data generator; the parser uses frequencies)
+  WC_SURNAME = 512,      // in surnames.txt; likewise
+  WC_TITLE_LEAD = 1024,  // a title only before another title (STATE SENATOR, VICE ADMIRAL)
+  WC_PHRASE_END = 2048   // last word of a suffix phrase (ATTORNEY AT LAW)
+};
+
+// What the knowledge base knows of one word: its lists, and how often it is
+// a surname (people per 100,000) or a given name (births per 100,000, the
+// mean of both sexes) in the national statistics; 0 when unknown.
+struct WordInfo {
+  uint16_t cls = 0;
+  float sur = 0;
+  float giv = 0;
 };
 
 class KnowledgeBase {
@@ -34,16 +45,32 @@ class KnowledgeBase {
   // status with err saying which file and line.
   int32_t load(const std::string& dir, std::string& err);
 
-  // Classes of an upper-case word, 0 when it is in no list.
-  uint16_t classOf(const char* w, size_t len) const {
-    if (len == 0 || len > kMaxWord) return 0;
+  // Classes and frequencies of an upper-case word; all 0 when it is unknown.
+  WordInfo info(const char* w, size_t len) const {
+    WordInfo out;
+    if (len == 0 || len > kMaxWord) return out;
     uint32_t h = hash(w, len);
     for (uint32_t i = h & mask_;; i = (i + 1) & mask_) {
       const Slot& s = table_[i];
-      if (s.len == 0) return 0;
-      if (s.hash == h && s.len == len && memEq(pool_.data() + s.off, w, len)) return s.cls;
+      if (s.len == 0) return out;
+      if (s.hash == h && s.len == len && memEq(pool_.data() + s.off, w, len)) {
+        out.cls = s.cls;
+        out.sur = s.sur;
+        out.giv = s.giv;
+        return out;
+      }
     }
   }
+  uint16_t classOf(const char* w, size_t len) const { return info(w, len).cls; }
+
+  // Words of a phrase test: upper-case text and length.
+  struct Span {
+    const char* p;
+    size_t len;
+  };
+  // Number of words of the longest suffix phrase that words[0..count) ends
+  // with ("... ATTORNEY AT LAW" -> 3); 0 when none does.
+  int phraseEndingAt(const Span* words, int count) const;
 
   // True when name is one of the parse definitions of the locale.
   bool hasDefinition(const char* name) const;
@@ -54,8 +81,15 @@ class KnowledgeBase {
   struct Slot {
     uint32_t hash;
     uint32_t off;
+    float sur;
+    float giv;
     uint16_t cls;
     uint8_t len;  // 0: empty slot
+  };
+  struct Pending {
+    std::string word;
+    uint16_t cls;
+    float sur, giv;
   };
   static uint32_t hash(const char* w, size_t len) {
     uint32_t h = 2166136261u;  // FNV-1a
@@ -67,10 +101,12 @@ class KnowledgeBase {
       if (a[i] != b[i]) return false;
     return true;
   }
-  void add(const std::string& word, uint16_t cls);
+  void add(const Pending& p);
   void buildTable();
+  int32_t loadFrequencies(const std::string& path, bool given, std::string& err);
 
-  std::vector<std::pair<std::string, uint16_t>> pending_;
+  std::vector<Pending> pending_;
+  std::vector<std::vector<std::string>> phrases_;  // suffix phrases, word by word
   std::vector<Slot> table_;
   std::string pool_;
   uint32_t mask_ = 0;

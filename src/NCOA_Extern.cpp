@@ -2,8 +2,10 @@
 // which the library's exceptions become return codes.
 #include <cstddef>
 #include <cstring>
+#include <memory>
 #include <new>
 
+#include "Audit.h"
 #include "DataTables.h"
 #include "HashUnpacker.h"
 #include "NCOA.h"
@@ -150,6 +152,32 @@ QVNCOA_API int qvncoa_lookup_without_qvav(void* dataObj, const qvncoa_in_addr_t*
     });
 }
 
+QVNCOA_API int qvncoa_lookup_with_qvav(void* dataObj, qvav_context* av, const char** record, qvncoa_out_addr_t* out,
+                                       int mode, int medMonths, char* errorText, unsigned flags) {
+    return atBoundary(errorText, [&]() -> int {
+        if (dataObj == nullptr) return QVNCOA_ERR_NULL_OBJECT;
+        if (out == nullptr || record == nullptr || av == nullptr) return QVNCOA_ERR_ARGUMENT;
+        medMonths = clampMedMonths(medMonths);
+        std::memset(out, 0, sizeof *out);
+        void* result = nullptr;
+        const int status = qvav_verify_address(av, 1, record[0], "", "", record[1], "", record[2], &result);
+        out->avRecord = result;
+        if (status != 0) return status;
+
+        // Only these fields of the verifier's record are read; see qvav.h.
+        const char* addr = *reinterpret_cast<char* const*>(static_cast<const char*>(result) + QVAV_MAIN_ADDRESS);
+        NCOAInput input;
+        input.name.cpyIn(record[0], 40);
+        input.zip9.cpyIn(addr + QVAV_ADDR_ZIP);
+        input.zip9.cpyIn(addr + QVAV_ADDR_ZIP4, -1, 0, 4, 5, 4);  // the ZIP's blanks behind it stay where it is short
+        input.pno.cpyIn(addr + QVAV_ADDR_PRIMARY);
+        input.desc.cpyIn(addr + QVAV_ADDR_DESIGNATOR);
+        input.sno.cpyIn(addr + QVAV_ADDR_SECONDARY);
+        input.recordType = addr[QVAV_ADDR_RECORD_TYPE];
+        return doIt(input, dataObj, out, mode, medMonths, flags);
+    });
+}
+
 QVNCOA_API int qvncoa_validateDVDFileHashSignatures(void* dataObj, const qvncoa_prog_cb_t* progress, char* errorText) {
     if (dataObj == nullptr) return QVNCOA_ERR_NULL_OBJECT;
     return atBoundary(errorText, [&]() -> int {
@@ -179,6 +207,22 @@ QVNCOA_API int qvncoa_unpackHashFile(const char* from, const char* to, char* err
         CNCOA_HashUnpacker unpacker;
         unpacker.UnpackFile(from, to);
         return QVNCOA_OK;
+    });
+}
+
+QVNCOA_API int qvncoa_runAudit(void* dataObj, qvav_context* av, const char* inputPath, const char* outputPath,
+                               const char* text1, const char* text2, const char* text3, const char* text4,
+                               const char* text5, const char* text6, const char* text7, const char* form3553Path,
+                               const qvncoa_prog_cb_t* progress, char* errorText, unsigned flags) {
+    return atBoundary(errorText, [&]() -> int {
+        if (dataObj == nullptr) return QVNCOA_ERR_NULL_OBJECT;
+        if (av == nullptr || inputPath == nullptr || outputPath == nullptr) return QVNCOA_ERR_ARGUMENT;
+        // The engine is large: the run's state lives on the heap, not the caller's stack.
+        std::unique_ptr<CNCOA_Auditor> auditor(
+            new CNCOA_Auditor(*tablesOf(dataObj), av, (flags & QVNCOA_LOOKUP_DEBUG) != 0, progress));
+        auditor->stageOne = (flags & QVNCOA_AUDIT_STAGE_ONE) != 0;
+        return auditor->doClientTest(inputPath, outputPath, form3553Path, text1, text2, text3, text4, text5, text6,
+                                     text7);
     });
 }
 

@@ -8,6 +8,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
@@ -292,6 +293,120 @@ TEST_F(NcoaCommand, LookupInfoAndHelp) {
     const Result matchHelp = run("match --help");
     EXPECT_NE(matchHelp.out.find("--map"), std::string::npos);
     EXPECT_NE(matchHelp.out.find("--report"), std::string::npos);
+}
+
+}  // namespace
+
+// ---------------------------------------------------------------------------
+// Lists of free-form addresses: the verifier standardises each address, and
+// `ncoa verify` does that alone.
+namespace {
+
+std::size_t columnOf(const std::vector<std::string>& head, const std::string& name) {
+    for (std::size_t i = 0; i < head.size(); ++i)
+        if (head[i] == name) return i;
+    ADD_FAILURE() << "no column " << name;
+    return 0;
+}
+
+class FreeFormList : public NcoaCommand {
+protected:
+    // One synthetic list written twice from the same seed: split and ZIP+4
+    // coded, and as people type addresses.
+    static void SetUpTestSuite() {
+        NcoaCommand::SetUpTestSuite();
+        for (const std::string style : {"split", "free"}) {
+            const Result r = run("dataset synth --filings 3000 --seed 17 --list 3000 --hit-rate 0.3 --quiet --names '" QV_SOURCE_DIR
+                                 "/data/namekb' --out '" + path("synth-" + style) + "' --list-out '" +
+                                 path(style + ".csv") + "' --address-style " + style);
+            ASSERT_EQ(r.status, 0) << r.err;
+        }
+    }
+};
+
+TEST_F(FreeFormList, FindsTheMovesOfTheSameListSplitAndCoded) {
+    const std::string set = "--data '" + path("synth-split") + "' --no-progress ";
+    const Result split = run("match " + set + "--threads 2 --in '" + path("split.csv") + "' --out '" + path("split-out.csv") + "'");
+    ASSERT_EQ(split.status, 0) << split.err;
+    const Result free = run("match " + set + "--threads 2 --batch 7 --in '" + path("free.csv") + "' --out '" + path("free-out.csv") + "'");
+    ASSERT_EQ(free.status, 0) << free.err;
+
+    const std::vector<std::string> a = lines(slurp(path("split-out.csv"))), b = lines(slurp(path("free-out.csv")));
+    ASSERT_EQ(a.size(), 3001u);
+    ASSERT_EQ(b.size(), a.size());
+    const std::vector<std::string> headA = fields(a[0]), headB = fields(b[0]);
+    // The free list's five columns, then the standardised address, then the answer.
+    ASSERT_EQ(headB[5], "av_primary_number");
+    EXPECT_EQ(std::count(headA.begin(), headA.end(), "av_zip4"), 0) << "a coded list is not verified";
+    const std::size_t zip4 = columnOf(headA, "ZIP4"), avZip4 = columnOf(headB, "av_zip4");
+    std::vector<std::pair<std::size_t, std::size_t>> answer;  // the ncoa_* columns in both
+    for (std::size_t i = 0; i < headA.size(); ++i)
+        if (headA[i].rfind("ncoa_", 0) == 0) answer.emplace_back(i, columnOf(headB, headA[i]));
+
+    std::size_t coded = 0, differ = 0, moves = 0;
+    std::string shown;
+    for (std::size_t r = 1; r < a.size(); ++r) {
+        const std::vector<std::string> x = fields(a[r]), y = fields(b[r]);
+        ASSERT_EQ(x[0], y[0]) << "row " << r << " out of order";
+        coded += x[zip4] == y[avZip4];
+        moves += x[answer[0].first] == "A";
+        for (const auto& [i, j] : answer)
+            if (x[i] != y[j]) {
+                if (++differ <= 5) shown += "\n" + a[r] + "\n" + b[r];
+                break;
+            }
+    }
+    EXPECT_EQ(differ, 0u) << "rows answered otherwise:" << shown;
+    EXPECT_EQ(coded, 3000u);
+    EXPECT_GT(moves, 500u);
+}
+
+TEST_F(NcoaCommand, VerifyKeepsEveryInputColumnAndAddsTheStandardisedAddress) {
+    write("people.csv",
+          "Id,Address,Note,City,State,ZIP,Extra\n"
+          "1,118 West 34th Street,\"rear door, ring twice\",New York,NY,10001,x\n"
+          "2,,,,,,\n"
+          "3,too,few\n"
+          "4,3205 mission st,,san francisco,california,94110,\n");
+    const Result r = run("verify --data '" + data + "' --threads 2 --batch 1 --in '" + path("people.csv") +
+                         "' --out '" + path("people-out.csv") + "'");
+    ASSERT_EQ(r.status, 0) << r.err;
+    const std::vector<std::string> in = lines(slurp(path("people.csv"))), out = lines(slurp(path("people-out.csv")));
+    ASSERT_EQ(out.size(), in.size());
+    const std::vector<std::string> head = fields(out[0]);
+    ASSERT_EQ(head.size(), 7u + 15 + 1);
+    EXPECT_EQ(std::vector<std::string>(head.begin(), head.begin() + 7), fields(in[0]));
+    EXPECT_EQ(head[7], "av_primary_number");
+    EXPECT_EQ(head.back(), "ncoa_error");
+    for (std::size_t i = 1; i < out.size(); ++i) {
+        const std::vector<std::string> got = fields(out[i]), want = fields(in[i]);
+        ASSERT_EQ(got.size(), head.size()) << out[i];
+        EXPECT_EQ(std::vector<std::string>(got.begin(), got.begin() + static_cast<long>(want.size())), want) << out[i];
+    }
+    const auto at = [&](std::size_t row, const char* column) { return fields(out[row])[columnOf(head, column)]; };
+    EXPECT_EQ(at(1, "av_primary_number"), "118");
+    EXPECT_EQ(at(1, "av_pre_directional"), "W");
+    EXPECT_EQ(at(1, "av_street_name"), "34TH");
+    EXPECT_EQ(at(1, "av_suffix"), "ST");
+    EXPECT_EQ(at(1, "av_zip4"), "1234");
+    EXPECT_EQ(at(1, "ncoa_error"), "");
+    EXPECT_EQ(at(3, "ncoa_error"), "line 4: 3 fields where the header has 7");
+    EXPECT_EQ(at(4, "av_state"), "CA");
+    EXPECT_EQ(at(4, "av_zip4"), "3301");
+    EXPECT_NE(r.err.find("ncoa verify: 4 records"), std::string::npos) << r.err;
+}
+
+TEST_F(NcoaCommand, VerifyWritesNothingUnderTheFinalNameOnFailure) {
+    const Result noData = run("verify --data /nonexistent/ncoa-set --in '" + kList + "' --out '" + path("v.csv") + "'");
+    EXPECT_NE(noData.status, 0);
+    EXPECT_NE(noData.err.find("/nonexistent/ncoa-set"), std::string::npos) << noData.err;
+    write("nolast.csv", "Name,Address\nJOHN SMITH,118 W 34TH ST\n");
+    const Result noLastLine = run("verify --data '" + data + "' --in '" + path("nolast.csv") + "' --out '" + path("v.csv") + "'");
+    EXPECT_NE(noLastLine.status, 0);
+    EXPECT_NE(noLastLine.err.find("--map lastline=COLUMN"), std::string::npos) << noLastLine.err;
+    EXPECT_FALSE(fs::exists(path("v.csv")));
+    for (const auto& entry : fs::directory_iterator(dir))
+        EXPECT_EQ(entry.path().filename().string().find(".partial."), std::string::npos) << entry.path();
 }
 
 }  // namespace

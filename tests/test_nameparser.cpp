@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <cstdio>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -124,6 +125,95 @@ TEST_F(NameParser, CorpusGroupsPass) {
   }
   EXPECT_GE(groups, 15);
   EXPECT_EQ(failures, 0);
+}
+
+// The labelled corpus of list forms (scripts/make_name_corpus.py), run as
+// written and again in upper case with periods, commas, apostrophes, quotes
+// and parentheses taken out, as many lists are kept.
+struct TsvCase {
+  std::string group, input;
+  Parts want;
+  bool keepPunctuation;
+};
+
+std::vector<TsvCase> loadTsvCorpus() {
+  std::ifstream in(QV_SOURCE_DIR "/tests/data/names_corpus.tsv", std::ios::binary);
+  std::vector<TsvCase> cases;
+  std::string line, group;
+  bool groupKeeps = false;
+  while (std::getline(in, line)) {
+    if (line.rfind("## ", 0) == 0) {
+      size_t tab = line.find('\t');
+      group = line.substr(3, tab == std::string::npos ? std::string::npos : tab - 3);
+      groupKeeps = tab != std::string::npos && line.substr(tab + 1) == "keep-punctuation";
+      continue;
+    }
+    if (line.empty() || line[0] == '#') continue;
+    std::vector<std::string> f;
+    size_t b = 0;
+    for (size_t e; (e = line.find('\t', b)) != std::string::npos; b = e + 1) f.push_back(line.substr(b, e - b));
+    f.push_back(line.substr(b));
+    if (f.size() != 6 && f.size() != 7) {
+      ADD_FAILURE() << "corpus line malformed: " << line;
+      continue;
+    }
+    TsvCase c{group, f[0], {}, groupKeeps || (f.size() == 7 && f[6] == "keep-punctuation")};
+    for (int i = 0; i < 5; ++i) c.want.slot[i] = f[static_cast<size_t>(i) + 1];
+    cases.push_back(c);
+  }
+  return cases;
+}
+
+std::string upperWithoutPunctuation(const std::string& s, bool input) {
+  std::string out;
+  for (char ch : s) {
+    if (ch == '\'' || (input && std::strchr(".,\"()", ch))) continue;
+    out += (ch >= 'a' && ch <= 'z') ? static_cast<char>(ch - 32) : ch;
+  }
+  return out;
+}
+
+TEST_F(NameParser, ListCorpusIsSplitRightInBothCases) {
+  std::vector<TsvCase> cases = loadTsvCorpus();
+  ASSERT_GE(cases.size(), 1500u);
+  struct Tally {
+    int n = 0, right = 0, nUpper = 0, rightUpper = 0;
+  };
+  std::vector<std::pair<std::string, Tally>> groups;
+  Tally all;
+  for (const TsvCase& c : cases) {
+    if (groups.empty() || groups.back().first != c.group) groups.push_back({c.group, {}});
+    Tally& t = groups.back().second;
+    Parts got = parse(h_, c.input);
+    bool ok = got == c.want;
+    t.n++, all.n++;
+    t.right += ok, all.right += ok;
+    if (!ok) std::printf("  miss [%s] \"%s\": want %s, got %s\n", c.group.c_str(), c.input.c_str(), c.want.str().c_str(), got.str().c_str());
+    if (c.keepPunctuation) continue;
+    Parts want;
+    for (int i = 0; i < 5; ++i) want.slot[i] = upperWithoutPunctuation(c.want.slot[i], false);
+    std::string in = upperWithoutPunctuation(c.input, true);
+    got = parse(h_, in);
+    ok = got == want;
+    t.nUpper++, all.nUpper++;
+    t.rightUpper += ok, all.rightUpper += ok;
+    if (!ok) std::printf("  miss upper [%s] \"%s\": want %s, got %s\n", c.group.c_str(), in.c_str(), want.str().c_str(), got.str().c_str());
+  }
+  std::printf("%-46s %12s %16s\n", "group", "as written", "upper, no punct");
+  for (const auto& [name, t] : groups)
+    std::printf("%-46s %5d/%-5d %9d/%-5d\n", name.c_str(), t.right, t.n, t.rightUpper, t.nUpper);
+  std::printf("%-46s %5d/%-5d %9d/%-5d\n", "all", all.right, all.n, all.rightUpper, all.nUpper);
+  EXPECT_GE(all.right * 100, all.n * 98);
+  EXPECT_GE(all.rightUpper * 100, all.nUpper * 98);
+  // Every family of hard forms has its own group.
+  for (const char* family : {"given name and a lone initial", "comma before a suffix or credential",
+                             "surname first without comma", "generations past III", "office and professional titles",
+                             "credentials and occupations after the name", "two-word given names",
+                             "double surnames and particles", "letters outside ASCII"}) {
+    bool found = false;
+    for (const auto& g : groups) found = found || (g.first == family && g.second.n >= 40);
+    EXPECT_TRUE(found) << family;
+  }
 }
 
 TEST_F(NameParser, SlotsCarryLengthAndLeaveTheRestAlone) {
@@ -275,6 +365,9 @@ TEST_F(NameParserStartup, BadLineNamesFileAndLine) {
       {"generational_suffixes.txt", "JR\nSR\njr\n", "generational_suffixes.txt:3: bad entry \"JR\" (duplicate"},
       {"surname_particles.txt", "DE\n123\n", "surname_particles.txt:2:"},
       {"definitions.txt", "# none\n", "defines no parse definition"},
+      {"surname_freq.txt", "# figures\nSMITH 919.6\nJONES many\n", "surname_freq.txt:3: bad entry"},
+      {"given_freq.txt", "JAMES 2886\n", "given_freq.txt:1: bad entry"},
+      {"suffix_phrases.txt", "ATTORNEY AT LAW\nREALTOR\n", "suffix_phrases.txt:2:"},
   };
   for (const Spoil& s : spoils) {
     fs::remove_all(dir_);

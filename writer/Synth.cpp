@@ -644,17 +644,137 @@ SynthListSummary SynthGenerator::summarise(const std::vector<SynthListRecord>& r
     return s;
 }
 
-SynthListSummary SynthGenerator::writeList(const std::vector<SynthListRecord>& rows, const std::string& path) {
+namespace {
+
+// Spellings of the grid's suffixes and directionals that USPS Publication 28
+// lists as common: the abbreviation first, then the full word, then others.
+const std::vector<std::pair<std::string, std::vector<std::string>>> kSuffixSpellings = {
+    {"ST", {"ST", "STREET", "STR", "STRT"}},       {"AVE", {"AVE", "AVENUE", "AV", "AVEN"}},
+    {"RD", {"RD", "ROAD"}},                         {"DR", {"DR", "DRIVE", "DRV"}},
+    {"LN", {"LN", "LANE"}},                         {"CT", {"CT", "COURT"}},
+    {"BLVD", {"BLVD", "BOULEVARD", "BOUL"}},        {"WAY", {"WAY"}},
+    {"PL", {"PL", "PLACE"}},                        {"TER", {"TER", "TERRACE", "TERR"}},
+    {"CIR", {"CIR", "CIRCLE", "CIRC", "CRCL"}}};
+const std::vector<std::pair<std::string, std::string>> kDirectionWords = {
+    {"N", "NORTH"}, {"S", "SOUTH"}, {"E", "EAST"}, {"W", "WEST"}};
+const std::vector<std::pair<std::string, std::string>> kStateNames = {
+    {"AK", "ALASKA"},       {"AL", "ALABAMA"},        {"AR", "ARKANSAS"},     {"AZ", "ARIZONA"},
+    {"CA", "CALIFORNIA"},   {"CO", "COLORADO"},       {"CT", "CONNECTICUT"},  {"DC", "DISTRICT OF COLUMBIA"},
+    {"DE", "DELAWARE"},     {"FL", "FLORIDA"},        {"GA", "GEORGIA"},      {"HI", "HAWAII"},
+    {"IA", "IOWA"},         {"ID", "IDAHO"},          {"IL", "ILLINOIS"},     {"IN", "INDIANA"},
+    {"KS", "KANSAS"},       {"KY", "KENTUCKY"},       {"LA", "LOUISIANA"},    {"MA", "MASSACHUSETTS"},
+    {"MD", "MARYLAND"},     {"ME", "MAINE"},          {"MI", "MICHIGAN"},     {"MN", "MINNESOTA"},
+    {"MO", "MISSOURI"},     {"MS", "MISSISSIPPI"},    {"MT", "MONTANA"},      {"NC", "NORTH CAROLINA"},
+    {"ND", "NORTH DAKOTA"}, {"NE", "NEBRASKA"},       {"NH", "NEW HAMPSHIRE"}, {"NJ", "NEW JERSEY"},
+    {"NM", "NEW MEXICO"},   {"NV", "NEVADA"},         {"NY", "NEW YORK"},     {"OH", "OHIO"},
+    {"OK", "OKLAHOMA"},     {"OR", "OREGON"},         {"PA", "PENNSYLVANIA"}, {"PR", "PUERTO RICO"},
+    {"RI", "RHODE ISLAND"}, {"SC", "SOUTH CAROLINA"}, {"SD", "SOUTH DAKOTA"}, {"TN", "TENNESSEE"},
+    {"TX", "TEXAS"},        {"UT", "UTAH"},           {"VA", "VIRGINIA"},     {"VT", "VERMONT"},
+    {"WA", "WASHINGTON"},   {"WI", "WISCONSIN"},      {"WV", "WEST VIRGINIA"}, {"WY", "WYOMING"}};
+
+template <class Table>
+const auto* lookUp(const Table& table, const std::string& key) {
+    for (const auto& row : table)
+        if (row.first == key)
+            return &row.second;
+    return static_cast<decltype(&table.front().second)>(nullptr);
+}
+
+// Upper, lower or title case of an upper-case text.
+std::string inCase(const std::string& s, int style) {
+    std::string out = s;
+    bool start = true;
+    for (char& c : out) {
+        const bool letter = c >= 'A' && c <= 'Z';
+        if (letter && (style == 1 || (style == 2 && !start)))
+            c = static_cast<char>(c - 'A' + 'a');
+        start = !(letter || (c >= '0' && c <= '9'));
+    }
+    return out;
+}
+
+// The row's own numbers: the same row is always written the same way.
+std::uint64_t rowSeed(const SynthListRecord& row) {
+    std::uint64_t h = 0xCBF29CE484222325ULL;
+    for (char c : row.id + row.primary + row.street + row.secondary)
+        h = (h ^ static_cast<unsigned char>(c)) * 0x100000001B3ULL;
+    return h;
+}
+
+} // namespace
+
+void SynthGenerator::freeFormAddress(const SynthListRecord& row, std::string& addressLine, std::string& lastLine) {
+    Rng rng(rowSeed(row));
+    // The grid's street is "[DIR] NAME SUFFIX", the name one word.
+    std::vector<std::string> words;
+    for (std::size_t i = 0; i < row.street.size();) {
+        const std::size_t end = std::min(row.street.find(' ', i), row.street.size());
+        words.push_back(row.street.substr(i, end - i));
+        i = end + 1;
+    }
+    std::string line = row.primary;
+    for (std::size_t w = 0; w < words.size(); ++w) {
+        std::string word = words[w];
+        if (w == 0 && words.size() == 3) {
+            if (const auto* full = lookUp(kDirectionWords, word); full && rng.chance(0.5))
+                word = *full;
+            else if (rng.chance(0.3))
+                word += '.';
+        } else if (w + 1 == words.size()) {
+            if (const auto* spellings = lookUp(kSuffixSpellings, word)) {
+                // Mostly spelled out, as people write them.
+                const std::size_t k = rng.chance(0.6) ? std::min<std::size_t>(1, spellings->size() - 1)
+                                                      : rng.below(spellings->size());
+                word = (*spellings)[k];
+            }
+        }
+        line += ' ' + word;
+    }
+    if (!row.secondary.empty()) {
+        switch (rng.below(5)) {
+        case 0: line += ", APT " + row.secondary; break;
+        case 1: line += " APT " + row.secondary; break;
+        case 2: line += " #" + row.secondary; break;
+        case 3: line += " # " + row.secondary; break;
+        default: line += " APARTMENT " + row.secondary; break;
+        }
+    }
+    const int style = static_cast<int>(rng.below(3)); // upper, lower, title
+    addressLine = inCase(line, style);
+
+    std::string state = row.state;
+    if (const auto* name = lookUp(kStateNames, state); name && rng.chance(0.25))
+        state = *name;
+    std::string zip = row.zip;
+    if (rng.chance(0.1))
+        zip += '-' + row.zip4; // now and then a ZIP+4, as a list may have kept it
+    lastLine = inCase(row.city, style) + (rng.chance(0.7) ? ", " : " ") + inCase(state, style) + ' ' + zip;
+}
+
+SynthListSummary SynthGenerator::writeList(const std::vector<SynthListRecord>& rows, const std::string& path,
+                                           AddressStyle style) {
     std::ofstream out(path, std::ios::binary | std::ios::trunc);
     if (!out)
         throw WriterError("can't write " + path);
-    // No field holds a comma or a quote: names, streets and firms are letters,
-    // digits and blanks.
-    std::string text = "Customer ID,Name,Company,Primary Number,Street,Secondary Designator,Secondary Number,City,"
-                       "State,ZIP,ZIP4,Record Type\n";
+    const bool free = style == AddressStyle::Free;
+    // No field holds a quote, and only the free style's address and last
+    // lines hold commas: names, streets and firms are letters, digits and blanks.
+    std::string text = free ? "Customer ID,Name,Company,Address Line,Last Line\n"
+                            : "Customer ID,Name,Company,Primary Number,Street,Secondary Designator,Secondary Number,"
+                              "City,State,ZIP,ZIP4,Record Type\n";
+    std::string line, last;
     for (const auto& r : rows) {
-        text += r.id + ',' + r.name + ',' + r.company + ',' + r.primary + ',' + r.street + ',' + r.designator + ',' +
-                r.secondary + ',' + r.city + ',' + r.state + ',' + r.zip + ',' + r.zip4 + ',' + r.recordType + '\n';
+        if (free) {
+            freeFormAddress(r, line, last);
+            const auto quoted = [](const std::string& s) {
+                return s.find(',') == std::string::npos ? s : '"' + s + '"';
+            };
+            text += r.id + ',' + r.name + ',' + r.company + ',' + quoted(line) + ',' + quoted(last) + '\n';
+        } else {
+            text += r.id + ',' + r.name + ',' + r.company + ',' + r.primary + ',' + r.street + ',' + r.designator +
+                    ',' + r.secondary + ',' + r.city + ',' + r.state + ',' + r.zip + ',' + r.zip4 + ',' +
+                    r.recordType + '\n';
+        }
         if (text.size() > (1u << 20)) {
             out.write(text.data(), static_cast<std::streamsize>(text.size()));
             text.clear();

@@ -76,9 +76,20 @@ public:
     // same seed gives the same list. Needs the world.
     std::vector<SynthListRecord> makeList(std::size_t records, double hitRate, std::uint64_t seed);
 
-    // CSV with the columns of a verified mailing list; returns the summary.
-    // Throws WriterError when the file can't be written.
-    static SynthListSummary writeList(const std::vector<SynthListRecord>& rows, const std::string& path);
+    // How the list writes addresses. Split: the columns of a verified list
+    // (primary number, street, unit, city, state, ZIP, ZIP4, record type).
+    // Free: an address line and a last line as people type them, the same
+    // address in other spellings: suffixes and directionals spelled out or
+    // abbreviated, mixed case, "Apt", "#", commas, state names, mostly
+    // without ZIP+4.
+    enum class AddressStyle { Split, Free };
+
+    // CSV of the list in the given style; returns the summary. The same rows
+    // give the same file. Throws WriterError when the file can't be written.
+    static SynthListSummary writeList(const std::vector<SynthListRecord>& rows, const std::string& path,
+                                      AddressStyle style = AddressStyle::Split);
+    // The free-form address line and last line of a row.
+    static void freeFormAddress(const SynthListRecord& row, std::string& addressLine, std::string& lastLine);
     static SynthListSummary summarise(const std::vector<SynthListRecord>& rows);
 
     // True for the codes counted as found: "A", "91", "92".
