@@ -16,6 +16,7 @@ for t in "$bin"/fuzz_* "$bin"/fuzzfile_*; do
         fuzzfile_dvdhdr0?|fuzzfile_contents|fuzzfile_zip_lst|fuzzfile_hint_lst|fuzzfile_x11|fuzzfile_leftrite|\
         fuzzfile_czp|fuzzfile_cln|fuzzfile_rv9_tables|fuzzfile_normalf|fuzzfile_nick|fuzzfile_rules|\
         fuzzfile_nonof|fuzzfile_lcd) runs=60 ;;
+        fuzzfile_*) runs=500 ;;  # two dozen lookups an input
         *) runs=2000 ;;
     esac
     mkdir -p "$scratch/$name"
