@@ -19,8 +19,9 @@ using namespace QV_NCOA;
 
 namespace {
 
-// One file a start-up or a lookup reads. recSize 0: text or bit table, any size
-// but 0; otherwise a run of records of that size, at least one.
+// One file a start-up or a lookup reads. recSize 0: a text list, any size (a
+// list may be empty); otherwise a run of records of that size, at least one
+// (the bit tables count as records of one byte: an empty one can't be held).
 struct Needed {
     QvbString path;
     int disc;  // index of the header that lists it
@@ -146,12 +147,12 @@ std::vector<Needed> Checker::neededFiles() const {
     // The verification's order, then the files of the kind.
     std::vector<Needed> n = {
         {p.getLCDPath(), 1, 6},           {p.getZIPLstPath(), 1, 0},       {p.getHintLstPath(), 1, 0},
-        {p.getContentsLstPath(), 1, 0},   {p.getClkHsbPath(), 1, 0},       {p.getBusinessLstPath(), 1, 48},
+        {p.getContentsLstPath(), 1, 0},   {p.getClkHsbPath(), 1, 1},       {p.getBusinessLstPath(), 1, 48},
         {p.getX11Path(), 1, 24},          {p.getCzpDatPath(), 1, 48},      {p.getClnDatPath(), 1, 49},
         {p.getLeftRitePath(), 1, 11},     {p.getRv9EsdPath(), 1, 26},      {p.getPnoDatPath(), 1, 7},
         {p.getDscDatPath(), 1, 3},        {p.getSnoDatPath(), 1, 6},       {p.getSufDatPath(), 1, 3},
         {p.getNamDatPath(), 1, 19},       {p.getCrdDatPath(), 1, 3},       {p.getLlnDatPath(), 1, 4},
-        {p.getDphHsaPath(), 1, 0},        {p.getNormalFPath(), 1, 0},      {p.getNormalLPath(), 1, 0},
+        {p.getDphHsaPath(), 1, 1},        {p.getNormalFPath(), 1, 0},      {p.getNormalLPath(), 1, 0},
         {p.getNickLstPath(), 1, 0},       {p.getNonofLstPath(), 1, 0},     {p.getNonolLstPath(), 1, 0},
         {p.getRulesLstPath(), 1, 0},      {p.getUrbxLstPath(), 1, 38},     {p.getGenderTxtPath(), 1, 12},
     };
@@ -259,7 +260,6 @@ int Checker::run(bool full, const qvncoa_prog_cb_t* progress) {
         uint64_t size = 0;
         if (!sizeOf(n.path, size, "missing, or not a file")) continue;
         present[i] = 1;
-        if (n.recSize == 0 && size == 0) fail(QVNCOA_ERR_FILE_PACKED_SIZE, n.path, "empty");
         if (n.recSize != 0 && (size == 0 || size % n.recSize != 0))
             fail(QVNCOA_ERR_FILE_PACKED_SIZE, n.path,
                  "size " + std::to_string(size) + " is not a whole number of " + std::to_string(n.recSize) +
