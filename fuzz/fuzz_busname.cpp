@@ -13,7 +13,7 @@
 
 namespace {
 const QV_NCOA::CNCOA_DataTables& tablesOnce() {
-    void* obj = nullptr;
+    static void* obj = nullptr;  // held for the process: not a leak
     char err[QVNCOA_ERROR_TEXT_SIZE] = "";
     if (qvncoa_init_data_obj(&obj, qvfuzz::sampleSet().c_str(), QV_SOURCE_DIR "/data/namekb", "", 2, nullptr, err, 0) !=
         QVNCOA_OK)
