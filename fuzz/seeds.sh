@@ -62,8 +62,9 @@ tail -n +2 "$src/data/sample/list.csv" | head -60 | while IFS=, read -r id name 
     n=$((n + 1))
     printf '%s\0%s\0%s\0%s%s\0%s\0%s' "${name:-$company}" "$pno" "$sno" "$zip" "$zip4" "$desc" "$type" \
         > "$out/fuzz_lookup_entry/$n"
-    printf '%s' "$pno" > "$out/fuzz_parse_num/p$n"
-    [ -n "$sno" ] && printf '%s' "$sno" > "$out/fuzz_parse_num/s$n"
+    # The parser's input: its length as the first byte, then the field.
+    printf "\\$(printf %03o ${#pno})%s" "$pno" > "$out/fuzz_parse_num/p$n"
+    [ -n "$sno" ] && printf "\\$(printf %03o ${#sno})%s" "$sno" > "$out/fuzz_parse_num/s$n"
     [ -n "$company" ] && printf '%s\0%s INC' "$company" "$company" > "$out/fuzz_busname/$n"
     [ -n "$name" ] && printf '%s' "$name" > "$out/fuzz_name_parse/$n"
     printf '%s\n%s %s %s %s\n%s %s %s-%s' "${name:-$company}" "$pno" "$street" "$desc" "$sno" "$city" "$state" \
