@@ -6,7 +6,7 @@ set -euo pipefail
 build=$1
 src=$(cd "$(dirname "$0")/.." && pwd)
 export TSAN_OPTIONS="halt_on_error=1 exitcode=66 suppressions=$src/tests/tsan.supp"
-"$build/tests/qvtests" --gtest_filter='MatchFlowThreads*'
+"$build/tests/qvtests" --gtest_filter='*MatchFlowThreads*'
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 "$build/cli/ncoa" dataset build "$src/data/sample/world.json" "$work/set" --quiet
