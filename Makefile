@@ -1,9 +1,11 @@
 # Thin wrapper over CMake. `make`, `make test`, `make test-asan`.
 BUILD      ?= build
 ASAN_BUILD ?= build-asan
+FUZZ_BUILD ?= build-fuzz
+TSAN_BUILD ?= build-tsan
 JOBS       ?= $(shell nproc 2>/dev/null || echo 2)
 
-.PHONY: all deps configure test test-asan demo clean
+.PHONY: all deps configure test test-asan test-tsan fuzz fuzz-smoke demo clean
 
 all: configure
 	cmake --build $(BUILD) -j $(JOBS)
@@ -21,6 +23,22 @@ test-asan: deps
 	cmake -S . -B $(ASAN_BUILD) -DCMAKE_BUILD_TYPE=Debug -DQV_SANITIZE=ON -DQV_BUILD_BENCH=OFF
 	cmake --build $(ASAN_BUILD) -j $(JOBS)
 	cd $(ASAN_BUILD) && ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 ctest --output-on-failure -j $(JOBS)
+
+# libFuzzer targets (clang) in their own build folder, with seed corpora from the sample world.
+fuzz: all
+	CC=clang CXX=clang++ cmake -S . -B $(FUZZ_BUILD) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DQV_BUILD_FUZZ=ON -DQV_BUILD_TESTS=OFF -DQV_BUILD_BENCH=OFF
+	cmake --build $(FUZZ_BUILD) -j $(JOBS) --target fuzz_all
+	fuzz/seeds.sh $(BUILD)/cli/ncoa $(FUZZ_BUILD)
+
+# Each fuzz target for a fixed number of runs over its seeds and regression cases.
+fuzz-smoke: fuzz
+	fuzz/smoke.sh $(FUZZ_BUILD)
+
+# Lookups from four threads on one data object, and `ncoa match`, under ThreadSanitizer.
+test-tsan: deps
+	cmake -S . -B $(TSAN_BUILD) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DQV_TSAN=ON -DQV_BUILD_BENCH=OFF
+	cmake --build $(TSAN_BUILD) -j $(JOBS) --target qvtests ncoa
+	scripts/tsan-run.sh $(TSAN_BUILD)
 
 # Writes the sample data set packed, as the USPS delivers it, unpacks it,
 # proves it and runs the sample mailing list against it; then the same world

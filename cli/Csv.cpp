@@ -133,10 +133,21 @@ void CsvReader::recoverLine(CsvRecord& rec, const char* problem) {
     consumed_ += next - pos_;
     pos_ = next;
     ++line_;
+    // A line longer than the buffer is one malformed row: what follows of it
+    // is skipped up to its real end, a buffer at a time.
+    skipRest_ = nl == nullptr && !eof_;
 }
 
 bool CsvReader::next(CsvRecord& rec) {
     rec.raw.clear();
+    while (skipRest_) {
+        if (pos_ == len_ && !fill()) return false;
+        const void* nl = std::memchr(buf_.data() + pos_, '\n', len_ - pos_);
+        const std::size_t to = nl ? static_cast<std::size_t>(static_cast<const char*>(nl) - buf_.data()) + 1 : len_;
+        consumed_ += to - pos_;
+        pos_ = to;
+        skipRest_ = nl == nullptr && !eof_;
+    }
     for (;;) {
         if (pos_ == len_ && !fill()) return false;
         if (pos_ == len_) continue;  // the read added nothing but a mark, or reached the end

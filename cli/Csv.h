@@ -52,6 +52,7 @@ private:
     std::size_t pos_ = 0, len_ = 0;
     bool eof_ = false;
     bool first_ = true;
+    bool skipRest_ = false;  // the rest of an over-long line is dropped, not read as rows
     std::size_t line_ = 1;
     std::size_t blankLines_ = 0;
     std::uint64_t consumed_ = 0;

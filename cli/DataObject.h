@@ -6,6 +6,7 @@
 
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 #include "KnowledgeBase.h"
 #include "qvncoa.h"
@@ -17,6 +18,7 @@ struct OpenOptions {
     std::string kb = defaultKnowledgeBase();
     bool memory = false;
     int flatIndex = 0;  // key bytes of the flat index to use, 0 for none
+    bool noCheck = false;  // skip the structural check before opening
 };
 
 // With `positional`, the data set root may also stand alone: `ncoa info DIR`.
@@ -34,6 +36,8 @@ inline void addOpenOptions(CLI::App& cmd, OpenOptions& o, bool positional = fals
     cmd.add_option("--flat-index", o.flatIndex,
                    "Flat data sets: search through the index of this many key bytes (1 to 3; 0 none)")
         ->check(CLI::Range(0, 3));
+    cmd.add_flag("--no-check", o.noCheck,
+                 "Open the data set without first checking that its files are whole and listed");
 }
 
 // For commands that take the root either way: one of the two is needed.
@@ -52,9 +56,40 @@ private:
     int code_;
 };
 
+// One failure of the data-set check.
+struct CheckFailure {
+    int code;
+    std::string path;
+    std::string what;
+};
+
+// Every failure of qvncoa_check_data_set on root, in the order found; empty
+// when the set is whole. full adds the SHA-1 of every listed file.
+inline std::vector<CheckFailure> checkDataSet(const std::string& root, bool full,
+                                              const qvncoa_prog_cb_t* progress = nullptr) {
+    std::vector<CheckFailure> failures;
+    qvncoa_check_cb_t each = {[](int code, const char* path, const char* what, void* user) {
+                                  static_cast<std::vector<CheckFailure>*>(user)->push_back({code, path, what});
+                              },
+                              &failures};
+    char err[QVNCOA_ERROR_TEXT_SIZE] = "";
+    int rc = qvncoa_check_data_set(root.c_str(), full ? 1 : 0, progress, &each, err);
+    if (rc != QVNCOA_OK && failures.empty()) failures.push_back({rc, err, "cannot be checked"});
+    return failures;
+}
+
 class DataObject {
 public:
     explicit DataObject(const OpenOptions& o) {
+        if (!o.noCheck) {
+            // A damaged set may open and then answer wrongly or throw mid-run: refuse it here.
+            std::vector<CheckFailure> f = checkDataSet(o.data, false);
+            if (!f.empty()) {
+                std::string more = f.size() > 1 ? " (and " + std::to_string(f.size() - 1) + " more; `ncoa prove` lists them)" : "";
+                throw LibraryError(f[0].code, "the data set at " + o.data + " is damaged: " + f[0].path + ": " +
+                                                  f[0].what + more);
+            }
+        }
         char err[QVNCOA_ERROR_TEXT_SIZE] = "";
         // Key bytes 1, 2, 3 are the flag bits 2, 4, 2 and 4.
         unsigned flags = o.memory ? static_cast<unsigned>(QVNCOA_INIT_IN_MEMORY) : 0u;

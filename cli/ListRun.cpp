@@ -55,13 +55,14 @@ public:
         }
         const std::string tmp = path + ".partial." + std::to_string(::getpid());
         if (tmp.size() >= sizeof g_tmpPath) throw std::runtime_error("output path too long: " + path);
-        file_ = std::fopen(tmp.c_str(), "w");
-        if (file_ == nullptr) throw std::runtime_error("cannot write " + tmp + ": " + std::strerror(errno));
+        // The handlers come first: a signal just after the file appears still removes it.
         std::memcpy(g_tmpPath, tmp.c_str(), tmp.size() + 1);
         g_haveTmp = 1;
         std::signal(SIGINT, removeTmpAndDie);
         std::signal(SIGTERM, removeTmpAndDie);
         std::signal(SIGHUP, removeTmpAndDie);
+        file_ = std::fopen(tmp.c_str(), "w");
+        if (file_ == nullptr) throw std::runtime_error("cannot write " + tmp + ": " + std::strerror(errno));
     }
     ~Output() {
         if (file_ != nullptr && file_ != stdout) std::fclose(file_);
@@ -183,7 +184,8 @@ void addListOptions(CLI::App& cmd, ListOptions& o, const char* work) {
 }
 
 ListTotals runList(const ListOptions& o, const char* command, const char* verb,
-                   const std::function<ListWork(const std::vector<std::string>& header, char delim)>& start) {
+                   const std::function<ListWork(const std::vector<std::string>& header, char delim)>& start,
+                   const std::function<void(const ListTotals&)>& beforeCommit) {
     const char delim = delimiterOf(o.delimiter);
     ListTotals totals;
     totals.threads = o.threads > 0 ? o.threads : std::max(1u, std::thread::hardware_concurrency());
@@ -292,6 +294,10 @@ ListTotals runList(const ListOptions& o, const char* command, const char* verb,
                 pool.push(b);
             }));
 
+    if (beforeCommit) {
+        progress.clear();
+        beforeCommit(totals);
+    }
     output.commit();
     progress.update(totals.records, reader.bytesConsumed(), true);
     progress.clear();

@@ -61,8 +61,11 @@ struct ListTotals {
 // list by throwing, before anything is written), then works every row and
 // commits the output. `command` prefixes messages ("ncoa match"); `verb`
 // names the work on the progress line ("matching").
+// `beforeCommit`, when given, runs on the totals after the last row and
+// before the output takes its final name: a failure there leaves none.
 ListTotals runList(const ListOptions& o, const char* command, const char* verb,
-                   const std::function<ListWork(const std::vector<std::string>& header, char delim)>& start);
+                   const std::function<ListWork(const std::vector<std::string>& header, char delim)>& start,
+                   const std::function<void(const ListTotals&)>& beforeCommit = {});
 
 // Every row of a batch: the input fields are written back, a malformed row
 // gets its problem, a well-formed one goes to `row(record, error)`, which

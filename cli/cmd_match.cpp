@@ -117,9 +117,12 @@ void runMatch(const MatchOptions& o) {
         return matchWork(data->get(), verifiers.get(), map, names.size(), delim, mode, o.months);
     };
 
-    const ListTotals t = runList(o.list, "ncoa match", "matching", start);
+    // The report is written before the result takes its name: exit 1 leaves neither.
+    const ListTotals t = runList(o.list, "ncoa match", "matching", start, [&](const ListTotals& done) {
+        qvncoa_cumulativeStatsRecord_t counted = done.stats;
+        if (!o.report.empty()) writeReport(o, mode, counted);
+    });
     qvncoa_cumulativeStatsRecord_t stats = t.stats;
-    if (!o.report.empty()) writeReport(o, mode, stats);
 
     const int* rc = stats.returnCodeCounts;
     const int withAddress = rc[QVNCOA_RC_SLOT_A] + rc[QVNCOA_RC_SLOT_91] + rc[QVNCOA_RC_SLOT_92];
@@ -134,8 +137,9 @@ void runMatch(const MatchOptions& o) {
                freeForm ? "; addresses verified first" : "",
                o.report.empty() ? "" : "; report in " + o.report + " (ANK matching is not done: its count is 0)");
     if (o.codes) printCodeTable(stats);
-    if (t.failed > 0) {
-        fmt::print(stderr, "ncoa match: {} records could not be looked up; see their ncoa_error column\n", t.failed);
+    if (t.failed > 0 || t.malformed > 0) {
+        fmt::print(stderr, "ncoa match: {} records could not be looked up; see their ncoa_error column\n",
+                   t.failed + t.malformed);
         throw ExitStatus{2};
     }
 }
@@ -155,10 +159,12 @@ void addMatchCommand(CLI::App& app) {
         "written back, followed by the answer (ncoa_return_code ... ncoa_lookups) and ncoa_error, in input\n"
         "order. A malformed row is reported on standard error and written with its ncoa_error.\n"
         "Exit status: 0 done, 1 failure (nothing written under the output name), 2 done but some records\n"
-        "could not be looked up.");
+        "were malformed or could not be looked up.");
     cmd->add_option("--data", o.open.data, "Data set root (the folder holding \"DVD 1\" and \"DVD 2\")")->required();
     cmd->add_option("--kb", o.open.kb, "Name-parser knowledge base folder")->capture_default_str();
     cmd->add_flag("--memory", o.open.memory, "Hold the hash or flat files, bit tables and LCD table in memory");
+    cmd->add_flag("--no-check", o.open.noCheck,
+                  "Open the data set without first checking that its files are whole and listed");
     cmd->add_option("--flat-index", o.open.flatIndex,
                     "Flat data sets: search through the index of this many key bytes (1 to 3; 0 none)")
         ->check(CLI::Range(0, 3));

@@ -147,6 +147,30 @@ QVNCOA_API int qvncoa_getNCOAReleaseInfo(void* dataObj, qvncoa_release_info_t* i
 QVNCOA_API int qvncoa_lookup_without_qvav(void* dataObj, const qvncoa_in_addr_t* in, qvncoa_out_addr_t* out,
                                           int mode, int medMonths, char* errorText, unsigned flags);
 
+/* Receives each failure of qvncoa_check_data_set: its code, the file's path
+ * and a short English description of what is wrong. */
+typedef struct qvncoa_check_cb_t {
+    void (*failure)(int code, const char* path, const char* what, void* userData);
+    void* userData;
+} qvncoa_check_cb_t;
+
+/* Checks that the data set under dataRoot is whole before it is opened:
+ * both disc headers complete; every file they list present with its listed
+ * size (and, when full is not 0, its listed SHA-1); every file that start-up
+ * or a lookup reads listed (the locally built flat index files excepted);
+ * every record file a whole number of records, and at least one; for a hash
+ * set, a contents list naming a stripe letter for each of the 100 ZIP groups
+ * and stripe files whose sizes the lookup's masks accept. Returns 1000 when
+ * whole, else the code of the first failure with its path in errorText:
+ * 1040 missing or unreadable, 1042 wrong size or layout, 1080 header
+ * incomplete, 1081 SHA-1 differs, 1082 read but not listed; 1052 for a null
+ * or empty root. each (may be null) hears of every failure, not only the
+ * first. progress (may be null) hears of whole percentages of the SHA-1 pass.
+ * Call it once for each installed set: a set that passes it cannot make a
+ * lookup fail by an exception the boundary lets through. */
+QVNCOA_API int qvncoa_check_data_set(const char* dataRoot, int full, const qvncoa_prog_cb_t* progress,
+                                     const qvncoa_check_cb_t* each, char* errorText);
+
 /* Proves every file of the opened data set against the SHA-1 list of its
  * disc's header. 1081 when a file's digest differs, with its path in errorText;
  * any other outcome of the verification gives 1000. progress (may be null)

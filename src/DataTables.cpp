@@ -38,6 +38,11 @@ void CNCOA_DataTables::clearFlatTables() {
 
 template <typename T>
 static bool readTable(const QvbString& path, ManagedBuf<T>& table, unsigned recSize) {
+    // A table of no records would fail as a zero-size allocation (1030, no
+    // text); it is the file that is wrong, so say so with its path.
+    unsigned size = 0;
+    int err = 0;
+    if (fileSize(path.asCstr(), size, err) && size == 0) throw fio_file_error(1042, path.asCstr());
     return CBinFileUtils<T>::readPackedFile(path.asCstr(), table, recSize, &T::deserialize);
 }
 

@@ -193,9 +193,9 @@ TEST_F(DataSetOpen, RecordFilesMustHoldWholeRecords) {
     writeBytes("DVD 2/clk/leftrite.txt", rec + rec + "X");
     EXPECT_EQ(open(), 1042);
     EXPECT_EQ(std::string(err), file("DVD 2/clk/leftrite.txt"));
-    writeBytes("DVD 2/clk/leftrite.txt", "");  // an empty table is a memory failure, text empty
-    EXPECT_EQ(open(), 1030);
-    EXPECT_STREQ(err, "");
+    writeBytes("DVD 2/clk/leftrite.txt", "");  // no record at all: the file's fault, not memory's
+    EXPECT_EQ(open(), 1042);
+    EXPECT_EQ(std::string(err), file("DVD 2/clk/leftrite.txt"));
 }
 
 TEST_F(DataSetOpen, DamagedSetsFailWithTheirCodeAndCleanUp) {

@@ -121,8 +121,8 @@ private:
     const std::string& ruled(const std::string& field, std::size_t width);
 
     const World& world_;
-    const std::vector<std::string>& zips_;
-    const std::vector<std::string>& hints_;
+    [[maybe_unused]] const std::vector<std::string>& zips_;  // not read yet, which clang warns of
+    [[maybe_unused]] const std::vector<std::string>& hints_;
     std::array<char, 100> letters_;
     int currentYear_;
     LcdReplacements lcd_;
