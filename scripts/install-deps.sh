@@ -9,6 +9,7 @@ PKGS=(
   nlohmann-json3-dev libcli11-dev libcsv-dev libtbb-dev libfmt-dev
   pybind11-dev python3-pybind11 python3-pytest python3-pandas python3-dask python3-distributed
   libcpp-httplib-dev
+  clang libclang-rt-dev
 )
 
 missing=()
