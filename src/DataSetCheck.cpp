@@ -50,6 +50,7 @@ private:
     void checkContentsLst();
     void checkSections();
     void checkDailyDel();
+    void checkRulesLst();
 
     CNCOA_FileManager paths_;
     const qvncoa_check_cb_t* each_;
@@ -193,6 +194,29 @@ void Checker::checkContentsLst() {
                  (groups < 10 ? "0" : "") + std::to_string(groups) + "<letter>\"");
 }
 
+// Name rules as readNameRules takes them. A rule that replaces nothing would
+// match at the same place forever, and the rule walk counts in eight bits, so
+// both would hang a lookup rather than fail it.
+void Checker::checkRulesLst() {
+    QvbString path = paths_.getRulesLstPath();
+    std::vector<QvbString> lines;
+    int err = 0;
+    if (!readTextLineFile(path.asCstr(), lines, err)) return;  // reported as missing already
+    size_t rules = 0;
+    for (size_t i = 0; i < lines.size(); ++i) {
+        const char* t = lines[i].asCstr();
+        if (lines[i].length() < 14 || !std::isdigit(static_cast<unsigned char>(t[3])) ||
+            !std::isdigit(static_cast<unsigned char>(t[4])))
+            continue;
+        ++rules;
+        if (t[3] == '0' || t[3] > '8' || t[4] > '8')
+            fail(QVNCOA_ERR_FILE_PACKED_SIZE, path,
+                 "line " + std::to_string(i + 1) + ": a rule replaces 1 to 8 letters by 0 to 8");
+    }
+    if (rules > 255)
+        fail(QVNCOA_ERR_FILE_PACKED_SIZE, path, std::to_string(rules) + " rules, at most 255");
+}
+
 bool powerOfTwo(uint64_t v) { return v != 0 && (v & (v - 1)) == 0; }
 
 // The filter and stripes are probed with size - 1 as a mask, and the eight
@@ -284,6 +308,7 @@ int Checker::run(bool full, const qvncoa_prog_cb_t* progress) {
         checkSections();
     }
     checkDailyDel();
+    checkRulesLst();
 
     // Files a header lists besides these must be there too, wherever on the disc.
     for (int disc = 0; disc < 2; ++disc) {

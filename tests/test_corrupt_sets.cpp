@@ -2,6 +2,7 @@
 // ways a hand-unpacked set gets damaged: the check must name the file with
 // its code, and a set the check lets through must give, to a C caller, the
 // undamaged set's answers or a code, never a crash.
+#include <cctype>
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -295,6 +296,27 @@ TEST(CorruptSetCheck, AShortContentsListIsRefusedBeforeAnyLookup) {
     writeAll(records, "MARY SMITH\t1\t\t941103301\t\tS\n");
     auto got = runCaller(root.string(), records, 0);
     EXPECT_EQ(got.first, 3) << got.second;  // refused, not aborted
+    fs::remove_all(root);
+}
+
+// A rule that replaces nothing would hang the rule walk of a lookup: the
+// structural check refuses it, though the file's size and listing fit.
+TEST(CorruptSetCheck, RulesThatWouldHangALookupAreRefused) {
+    const fs::path root = fs::temp_directory_path() / ("qv-corrupt-rules-" + std::to_string(::getpid()));
+    fs::remove_all(root);
+    qvw::DataSetWriter(qvw::loadWorld(QV_SOURCE_DIR "/data/sample/world.json"), root.string()).write();
+    const fs::path rules = root / "DVD 2/clk/rules.lst";
+    const std::string good = readAll(rules);
+    EXPECT_EQ(check(root.string(), false).rc, QVNCOA_OK);
+    // The first rule's from-length made 0, size unchanged: the fuzzer's hang.
+    std::string bad = good;
+    ASSERT_TRUE(std::isdigit(static_cast<unsigned char>(bad[3])));
+    bad[3] = '0';
+    writeAll(rules, bad);
+    CheckResult r = check(root.string(), false);
+    EXPECT_EQ(r.rc, QVNCOA_ERR_FILE_PACKED_SIZE);
+    EXPECT_TRUE(r.has(QVNCOA_ERR_FILE_PACKED_SIZE, rules.string()));
+    EXPECT_EQ(r.failures.size(), 1u);
     fs::remove_all(root);
 }
 
