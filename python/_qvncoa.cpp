@@ -71,7 +71,8 @@ struct RowResult {
 
 class DataSet {
 public:
-    DataSet(std::string root, std::string kb, const std::vector<std::string>& flags, bool memory, int flatIndex)
+    DataSet(std::string root, std::string kb, const std::vector<std::string>& flags, bool memory, int flatIndex,
+            bool check)
         : root_(std::move(root)), kb_(kb.empty() ? defaultKnowledgeBase() : std::move(kb)) {
         unsigned f = memory ? static_cast<unsigned>(QVNCOA_INIT_IN_MEMORY) : 0u;
         for (const std::string& n : flags) f |= initFlagOf(n);
@@ -81,7 +82,10 @@ public:
         int rc;
         {
             py::gil_scoped_release nogil;
-            rc = qvncoa_init_data_obj(&obj_, root_.c_str(), kb_.c_str(), "", 2, nullptr, err, f);
+            // The cheap structural check first, as ncoa does: a set with a missing,
+            // short or unlisted file is refused before a lookup can meet it.
+            rc = check ? qvncoa_check_data_set(root_.c_str(), 0, nullptr, nullptr, err) : QVNCOA_OK;
+            if (rc == QVNCOA_OK) rc = qvncoa_init_data_obj(&obj_, root_.c_str(), kb_.c_str(), "", 2, nullptr, err, f);
         }
         if (rc != QVNCOA_OK) {
             qvncoa_destroy_data_obj(&obj_);
@@ -242,9 +246,9 @@ PYBIND11_MODULE(_qvncoa, m) {
     m.attr("Error") = py::reinterpret_borrow<py::object>(g_error);
 
     py::class_<DataSet>(m, "DataSet")
-        .def(py::init<std::string, std::string, std::vector<std::string>, bool, int>(), py::arg("root"),
+        .def(py::init<std::string, std::string, std::vector<std::string>, bool, int, bool>(), py::arg("root"),
              py::arg("kb") = "", py::arg("flags") = std::vector<std::string>{}, py::arg("memory") = false,
-             py::arg("flat_index") = 0)
+             py::arg("flat_index") = 0, py::arg("check") = true)
         .def("close", &DataSet::close)
         .def("release_info", &DataSet::releaseInfo)
         .def("lookup", &DataSet::lookup, py::arg("record"), py::arg("mode") = "all", py::arg("months") = 0)

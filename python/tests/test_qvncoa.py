@@ -1,4 +1,5 @@
 import os
+import shutil
 import subprocess
 import sys
 import threading
@@ -56,6 +57,13 @@ def test_errors_carry_the_library_code(sample_data, tmp_path):
         qvncoa.DataSet(sample_data, flags=["no_such_flag"])
     with pytest.raises(RuntimeError):  # no address columns at all
         qvncoa.DataSet(sample_data).match(pd.DataFrame({"Name": ["A B"]}))
+    # A set with a listed file gone is refused by the check before it opens.
+    damaged = tmp_path / "damaged"
+    shutil.copytree(sample_data, damaged)
+    (damaged / "DVD 2" / "rv9" / "lln.dat").unlink()
+    with pytest.raises(qvncoa.Error) as e:
+        qvncoa.DataSet(str(damaged))
+    assert e.value.code == 1040 and "lln.dat" in e.value.text
 
 
 def test_two_threads_on_one_data_set(ds, sample_result):
