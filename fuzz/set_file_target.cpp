@@ -1,8 +1,8 @@
 // One file of an otherwise valid sample set replaced by the input, built once
-// for each file (QV_FUZZ_FILE, relative to the set's root). Files read at
-// start-up (QV_FUZZ_AT_STARTUP) are opened with the set for each input;
-// files read by lookups are searched by one object opened once. Either way a
-// call returns a code of the 1000 family or an answer, and nothing crashes.
+// for each file (QV_FUZZ_FILE, relative to the set's root), and the set opened
+// anew for each input: a data object maps the files its lookups read when it
+// opens, and a mapped file must not be rewritten under it. Every call returns
+// a code of the 1000 family or an answer, and nothing crashes.
 // The contents list goes through the check first, as a caller must: a list
 // too short for a ZIP group throws through the boundary by design.
 #include <cstddef>
@@ -70,7 +70,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     static const std::vector<Rec> recs = sampleRecords();
     const std::string& root = qvfuzz::sampleSet(qvw::DataSetKind::QV_FUZZ_KIND);
     const std::string path = root + "/" QV_FUZZ_FILE;
-#ifdef QV_FUZZ_AT_STARTUP
     qvfuzz::writeFile(path, data, size);
     if (std::string(QV_FUZZ_FILE).find("contents.lst") != std::string::npos) {
         char err[QVNCOA_ERROR_TEXT_SIZE] = "";
@@ -80,12 +79,5 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     void* obj = open(size % 2 ? QVNCOA_INIT_IN_MEMORY : 0, rc);
     if (rc == QVNCOA_OK) lookAll(obj, recs);
     qvncoa_destroy_data_obj(&obj);
-#else
-    static int rc0 = 0;
-    static void* disk = open(0, rc0);
-    if (rc0 != QVNCOA_OK) std::abort();
-    qvfuzz::writeFile(path, data, size);
-    lookAll(disk, recs);
-#endif
     return 0;
 }
