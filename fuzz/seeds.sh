@@ -58,7 +58,7 @@ head -20 "$src/data/sample/list.csv" | tr ',' ';' > "$out/fuzz_csv/semicolons"
 # Lookup records and numbers: name NUL pno NUL sno NUL zip9 NUL designator, type last.
 mkdir -p "$out/fuzz_lookup_entry" "$out/fuzz_parse_num" "$out/fuzz_busname" "$out/fuzz_name_parse" "$out/fuzz_qvav_parse"
 n=0
-tail -n +2 "$src/data/sample/list.csv" | head -60 | while IFS=, read -r id name company pno street desc sno city state zip zip4 type; do
+sed -n '2,61p' "$src/data/sample/list.csv" | while IFS=, read -r id name company pno street desc sno city state zip zip4 type; do
     n=$((n + 1))
     printf '%s\0%s\0%s\0%s%s\0%s\0%s' "${name:-$company}" "$pno" "$sno" "$zip" "$zip4" "$desc" "$type" \
         > "$out/fuzz_lookup_entry/$n"
