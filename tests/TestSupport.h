@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <vector>
 
 // A data-set root in a fresh temporary folder, with the disc folders made;
 // removed with everything in it at the end of the test.
@@ -40,4 +41,23 @@ inline std::string monthsAgo(int months) {
     char buf[16];
     std::snprintf(buf, sizeof buf, "%04d%02d", total / 12, total % 12 + 1);
     return buf;
+}
+
+// Splits one CSV line (RFC 4180 quoting; no line breaks inside fields); a CR
+// outside quotes is dropped.
+inline std::vector<std::string> csvFields(const std::string& line) {
+    std::vector<std::string> f(1);
+    bool quoted = false;
+    for (std::size_t i = 0; i < line.size(); ++i) {
+        const char c = line[i];
+        if (c == '"') {
+            if (quoted && i + 1 < line.size() && line[i + 1] == '"') f.back() += c, ++i;
+            else quoted = !quoted;
+        } else if (c == ',' && !quoted) {
+            f.emplace_back();
+        } else if (c != '\r' || quoted) {
+            f.back() += c;
+        }
+    }
+    return f;
 }

@@ -21,6 +21,8 @@
 #include <thread>
 #include <vector>
 
+#include "TestSupport.h"
+
 namespace fs = std::filesystem;
 
 namespace {
@@ -47,27 +49,7 @@ std::vector<std::string> lines(const std::string& text) {
     return v;
 }
 
-// Splits a line of the command's output; fields hold no line breaks here.
-std::vector<std::string> fields(const std::string& line) {
-    std::vector<std::string> f(1);
-    bool quoted = false;
-    for (std::size_t i = 0; i < line.size(); ++i) {
-        const char c = line[i];
-        if (c == '"') {
-            if (quoted && i + 1 < line.size() && line[i + 1] == '"') {
-                f.back() += '"';
-                ++i;
-            } else {
-                quoted = !quoted;
-            }
-        } else if (c == ',' && !quoted) {
-            f.emplace_back();
-        } else {
-            f.back() += c;
-        }
-    }
-    return f;
-}
+std::vector<std::string> fields(const std::string& line) { return csvFields(line); }
 
 class NcoaCommand : public ::testing::Test {
 protected:

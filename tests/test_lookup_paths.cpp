@@ -12,24 +12,13 @@
 #include <vector>
 
 #include "DataSetWriter.h"
+#include "MatchflowWorld.h"
 #include "World.h"
 #include "qv_proxy.h"
 #include "qvncoa.h"
 
 namespace fs = std::filesystem;
 
-namespace matchflow {
-struct Rec {
-    const char* name;
-    const char* pno;
-    const char* sno = "";
-    const char* desc = "";
-    char type = 'S';
-    const char* zip9 = "100011234";
-};
-std::string worldJson();
-std::vector<Rec> sampleRecords();
-}  // namespace matchflow
 
 namespace {
 

@@ -14,6 +14,7 @@
 #include <unistd.h>
 
 #include "DataSetWriter.h"
+#include "MatchflowWorld.h"
 #include "TestSupport.h"
 #include "World.h"
 #include "qvncoa.h"
@@ -93,14 +94,6 @@ std::string worldJson() {
 
 // One input record of qvncoa_lookup_without_qvav; the ZIP+9 is 10001-1234
 // unless given.
-struct Rec {
-    const char* name;
-    const char* pno;
-    const char* sno = "";
-    const char* desc = "";
-    char type = 'S';
-    const char* zip9 = "100011234";
-};
 
 // The records the thread test repeats, with and without a move.
 std::vector<Rec> sampleRecords() {

@@ -12,24 +12,12 @@
 #include <unistd.h>
 
 #include "DataSetWriter.h"
+#include "MatchflowWorld.h"
 #include "World.h"
 #include "qvncoa.h"
 
 namespace fs = std::filesystem;
 
-// The world and records of test_matchflow.cpp.
-namespace matchflow {
-struct Rec {
-    const char* name;
-    const char* pno;
-    const char* sno = "";
-    const char* desc = "";
-    char type = 'S';
-    const char* zip9 = "100011234";
-};
-std::string worldJson();
-std::vector<Rec> sampleRecords();
-}  // namespace matchflow
 
 namespace {
 

@@ -24,6 +24,8 @@
 #include <thread>
 #include <vector>
 
+#include "TestSupport.h"
+
 namespace fs = std::filesystem;
 using json = nlohmann::json;
 
@@ -58,23 +60,7 @@ std::string sha256(const std::string& s) {
     return hex;
 }
 
-// Splits a CSV line of the sample list or of the result (no quoted breaks).
-std::vector<std::string> fields(const std::string& line) {
-    std::vector<std::string> f(1);
-    bool quoted = false;
-    for (std::size_t i = 0; i < line.size(); ++i) {
-        const char c = line[i];
-        if (c == '"') {
-            if (quoted && i + 1 < line.size() && line[i + 1] == '"') f.back() += c, ++i;
-            else quoted = !quoted;
-        } else if (c == ',' && !quoted) {
-            f.emplace_back();
-        } else if (c != '\r') {
-            f.back() += c;
-        }
-    }
-    return f;
-}
+std::vector<std::string> fields(const std::string& line) { return csvFields(line); }
 
 class Serve : public ::testing::Test {
 protected:
