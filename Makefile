@@ -5,7 +5,7 @@ FUZZ_BUILD ?= build-fuzz
 TSAN_BUILD ?= build-tsan
 JOBS       ?= $(shell nproc 2>/dev/null || echo 2)
 
-.PHONY: all deps configure test test-asan test-tsan fuzz fuzz-smoke demo clean
+.PHONY: all deps configure test test-asan test-tsan fuzz fuzz-smoke fuzz-long demo clean
 
 all: configure
 	cmake --build $(BUILD) -j $(JOBS)
@@ -33,6 +33,13 @@ fuzz: all
 # Each fuzz target for a fixed number of runs over its seeds and regression cases.
 fuzz-smoke: fuzz
 	fuzz/smoke.sh $(FUZZ_BUILD)
+
+# Each fuzz target for FUZZ_SECONDS (600), FUZZ_PARALLEL (2) at a time, at the
+# lowest priority; corpora grow under $(FUZZ_BUILD)/fuzz-long.
+FUZZ_SECONDS  ?= 600
+FUZZ_PARALLEL ?= 2
+fuzz-long: fuzz
+	fuzz/long.sh $(FUZZ_BUILD) $(FUZZ_SECONDS) $(FUZZ_PARALLEL)
 
 # Lookups from four threads on one data object, and `ncoa match`, under ThreadSanitizer.
 test-tsan: deps

@@ -3,8 +3,9 @@
 // anew for each input: a data object maps the files its lookups read when it
 // opens, and a mapped file must not be rewritten under it. Every call returns
 // a code of the 1000 family or an answer, and nothing crashes.
-// The contents list goes through the check first, as a caller must: a list
-// too short for a ZIP group throws through the boundary by design.
+// The contents list and the name rules go through the check first, as a caller
+// must: a list too short for a ZIP group throws through the boundary, and a
+// rule that replaces nothing makes the rule walk loop, both by design.
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -71,7 +72,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const std::string& root = qvfuzz::sampleSet(qvw::DataSetKind::QV_FUZZ_KIND);
     const std::string path = root + "/" QV_FUZZ_FILE;
     qvfuzz::writeFile(path, data, size);
-    if (std::string(QV_FUZZ_FILE).find("contents.lst") != std::string::npos) {
+    const std::string file = QV_FUZZ_FILE;
+    if (file.find("contents.lst") != std::string::npos || file.find("rules.lst") != std::string::npos) {
         char err[QVNCOA_ERROR_TEXT_SIZE] = "";
         if (qvncoa_check_data_set(root.c_str(), 0, nullptr, nullptr, err) != QVNCOA_OK) return 0;
     }
