@@ -370,8 +370,38 @@ def messy_rows():
             designator=ustd, secondary=un, **exp)
 
 
+def spelled_rows():
+    """House numbers written in words become figures; an ordinal street name stays a name."""
+    small = ["", "ONE", "TWO", "THREE", "FOUR", "FIVE", "SIX", "SEVEN", "EIGHT", "NINE", "TEN", "ELEVEN",
+             "TWELVE", "THIRTEEN", "FOURTEEN", "FIFTEEN", "SIXTEEN", "SEVENTEEN", "EIGHTEEN", "NINETEEN"]
+    tens = ["", "", "TWENTY", "THIRTY", "FORTY", "FIFTY", "SIXTY", "SEVENTY", "EIGHTY", "NINETY"]
+
+    def words(n, hyphen):
+        if n < 20:
+            return small[n]
+        if n < 100:
+            return tens[n // 10] + (("-" if hyphen else " ") + small[n % 10] if n % 10 else "")
+        if n < 1000:
+            return small[n // 100] + " HUNDRED" + (" " + words(n % 100, hyphen) if n % 100 else "")
+        return words(n // 1000, hyphen) + " THOUSAND" + (" " + words(n % 1000, hyphen) if n % 1000 else "")
+
+    for _ in range(40):
+        n = rng.choice([rng.randrange(1, 20), rng.randrange(20, 100), rng.randrange(100, 1000),
+                        rng.randrange(1000, 20000)])
+        name = rng.choice(NAMES)
+        written, std = rng.choice(SUFFIXES[:20])
+        last, exp = last_line()
+        add("spelled", case(f"{words(n, rng.random() < 0.5)} {name} {written}"), "", last, primary=str(n),
+            street=name, suffix=std, **exp)
+    # Number words that are the street's own name: no house number is made up.
+    for text, street, suffix in [("Twenty First St", "21ST", "ST"), ("Forty-Second Street", "42ND", "ST"),
+                                 ("One Two Elm Rd", "ONE TWO ELM", "RD"), ("Five Points", "FIVE", "PTS")]:
+        last, exp = last_line()
+        add("spelled", case(text), "", last, street=street, suffix=suffix, **exp)
+
+
 for f in [street_rows, directional_rows, unit_rows, number_rows, ordinal_rows, pobox_rows, rural_rows,
-          military_rows, pr_rows, last_line_rows, messy_rows]:
+          military_rows, pr_rows, last_line_rows, messy_rows, spelled_rows]:
     f()
 
 os.makedirs(OUT, exist_ok=True)

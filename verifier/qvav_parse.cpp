@@ -1,5 +1,6 @@
 #include "qvav_parse.h"
 
+#include <cstdio>
 #include <cstring>
 #include <initializer_list>
 
@@ -588,6 +589,56 @@ int lastLineStart(const Tokens& tk) {
     return -1;
 }
 
+// A house number written in words ("One Main St", "Twenty-Two Oak Ave",
+// "One Hundred Fifth Ave" keeps its ordinal street): the leading run of
+// number words becomes figures in buf when at least two words follow it and
+// the run does not run into an ordinal street name ("Twenty First St").
+// Returns how many words the run took, 0 when it is not a house number.
+int spelledNumber(const Token* t, int n, char (&buf)[12]) {
+    static const char* const kSmall[] = {"ONE",      "TWO",      "THREE",   "FOUR",     "FIVE",
+                                         "SIX",      "SEVEN",    "EIGHT",   "NINE",     "TEN",
+                                         "ELEVEN",   "TWELVE",   "THIRTEEN", "FOURTEEN", "FIFTEEN",
+                                         "SIXTEEN",  "SEVENTEEN", "EIGHTEEN", "NINETEEN"};
+    static const char* const kTens[] = {"TWENTY", "THIRTY", "FORTY", "FIFTY", "SIXTY", "SEVENTY", "EIGHTY", "NINETY"};
+    auto value = [](const char* s, unsigned len) -> int {
+        auto is = [&](const char* w) { return std::strlen(w) == len && std::memcmp(s, w, len) == 0; };
+        for (int v = 0; v < 19; ++v)
+            if (is(kSmall[v])) return v + 1;
+        for (int v = 0; v < 8; ++v)
+            if (is(kTens[v])) return 20 + 10 * v;
+        if (is("HUNDRED")) return 100;
+        if (is("THOUSAND")) return 1000;
+        return -1;
+    };
+    enum { START, UNIT, TENS, HUNDRED, THOUSAND };
+    long total = 0, group = 0;
+    int last = START, k = 0;
+    for (; k < n && !(k && t[k].commaBefore); ++k) {
+        const Token& w = t[k];
+        unsigned from = 0;
+        for (int part = 0; from <= w.len; ++part) {
+            unsigned to = from;
+            while (to < w.len && w.s[to] != '-') ++to;
+            const int v = value(w.s + from, to - from);
+            if (v < 0 && part == 0) goto end;  // the street begins here
+            bool ok;
+            if (v < 0) ok = false;  // half a number word ("TWENTY-FIRST")
+            else if (v < 20) ok = last != UNIT && !(last == TENS && v >= 10), group += v, last = UNIT;
+            else if (v < 100) ok = last != UNIT && last != TENS, group += v, last = TENS;
+            else if (v == 100) ok = (last == UNIT || last == TENS) && group < 100, group *= 100, last = HUNDRED;
+            else ok = last != START && last != THOUSAND && total == 0, total = group * 1000, group = 0, last = THOUSAND;
+            if (!ok) return 0;  // "ONE TWO", "HUNDRED": not a number as written
+            from = to + 1;
+        }
+    }
+end:
+    // Two words at least behind it, and not the start of an ordinal street name.
+    if (k == 0 || n - k < 2 || (t[k].w && t[k].w->ordinal)) return 0;
+    total += group;
+    std::snprintf(buf, sizeof buf, "%ld", total % 100000000);  // at most 9,999,999: eight places
+    return k;
+}
+
 void clear(Parsed& out) { std::memset(&out, 0, sizeof out); }
 
 }  // namespace
@@ -659,6 +710,14 @@ void parseAddress(const char* urbanization, const char* line1, const char* line2
     } else {
         append(t1, n1);
         if (!n1) append(t2, t2.n);
+    }
+    char figures[12];
+    if (n && !startsDigit(words[0])) {
+        if (const int k = spelledNumber(words, n, figures)) {
+            words[0] = Token{figures, static_cast<unsigned>(std::strlen(figures)), false, nullptr};
+            std::memmove(&words[1], &words[k], sizeof(Token) * static_cast<std::size_t>(n - k));
+            n -= k - 1;
+        }
     }
     parseStreet(words, n, out);
     // Only punctuation, control or binary bytes: something was written, nothing can be read.
