@@ -3,11 +3,13 @@
 
 #include <stdlib.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 
 #include <cstdio>
 #include <ctime>
 #include <filesystem>
 #include <fstream>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -31,6 +33,60 @@ struct TempRoot {
         return path(rel);
     }
 };
+
+// A whole file's bytes; empty when it can't be read.
+inline std::string fileBytes(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(in), {});
+}
+
+// A text cut at its line ends (a last line without one counts too).
+inline std::vector<std::string> splitLines(const std::string& text) {
+    std::vector<std::string> v;
+    std::istringstream in(text);
+    for (std::string l; std::getline(in, l);) v.push_back(l);
+    return v;
+}
+
+// Runs a shell command; what it printed on stdout, and its exit status in
+// *status (128 + the signal when one ended it).
+inline std::string shellOutput(const std::string& cmd, int* status) {
+    std::string out;
+    FILE* p = ::popen(cmd.c_str(), "r");
+    char buf[4096];
+    size_t n;
+    while (p && (n = std::fread(buf, 1, sizeof buf, p)) > 0) out.append(buf, n);
+    const int rc = p ? ::pclose(p) : -1;
+    *status = rc == -1 ? -1 : WIFEXITED(rc) ? WEXITSTATUS(rc) : 128 + WTERMSIG(rc);
+    return out;
+}
+
+// The ncoa command with shell-quoted arguments; both its streams.
+inline std::string runNcoa(const std::string& args, int* status) {
+    return shellOutput("'" QV_BINARY_DIR "/cli/ncoa' " + args + " 2>&1", status);
+}
+
+// The code of the exception of type E that f throws; 0 when f returns.
+template <class E, class F>
+int errCodeOf(F f) {
+    try {
+        f();
+    } catch (const E& e) {
+        return e.errCode();
+    }
+    return 0;
+}
+
+// "code text" of the exception of type E that f throws; "none" when f returns.
+template <class E, class F>
+std::string thrownText(F f) {
+    try {
+        f();
+    } catch (const E& e) {
+        return std::to_string(e.errCode()) + " " + e.what().asCstr();
+    }
+    return "none";
+}
 
 // YYYYMM of the month `months` before this one.
 inline std::string monthsAgo(int months) {

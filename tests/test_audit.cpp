@@ -21,16 +21,13 @@
 #include "Emdp.h"
 #include "HashEncoder.h"
 #include "NameLists.h"
+#include "TestSupport.h"
 #include "qvncoa.h"
 
 namespace fs = std::filesystem;
 
 namespace {
 
-std::string readAll(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-}
 std::string pad(const std::string& s, size_t w) { return (s + std::string(w, ' ')).substr(0, w); }
 std::string blanks(size_t w) { return std::string(w, ' '); }
 
@@ -45,7 +42,7 @@ std::string sha1Hex(const std::string& bytes) {
 
 // An answer file cut into its 1000-byte records, each framed "H\r\n" or "D\r\n".
 std::vector<std::string> records(const std::string& path) {
-    const std::string all = readAll(path);
+    const std::string all = fileBytes(path);
     EXPECT_EQ(all.size() % 1000, 0u) << path;
     std::vector<std::string> out;
     for (size_t at = 0; at + 1000 <= all.size(); at += 1000) {
@@ -162,7 +159,7 @@ TEST_F(ClientTest, SampleWorldEveryRecordAgainstTheWorld) {
     // the 15th, the tag.
     const std::string& h = recs[0];
     const std::string release = qvw::todayYYYYMMDD();
-    EXPECT_EQ(h.substr(0, 43), readAll(path("client.txt")).substr(0, 43));
+    EXPECT_EQ(h.substr(0, 43), fileBytes(path("client.txt")).substr(0, 43));
     EXPECT_EQ(h.substr(43, 255), blanks(255));
     EXPECT_EQ(h.substr(298, 8) + h.substr(312, 8) + h.substr(320, 8), release + release + release.substr(0, 6) + "15");
     EXPECT_EQ(h.substr(306, 6).find_first_not_of("0123456789"), std::string::npos);
@@ -247,8 +244,8 @@ TEST_F(ClientTest, SampleWorldEveryRecordAgainstTheWorld) {
 }
 
 TEST_F(ClientTest, StageOneLayoutGivesTheSameAnswers) {
-    EXPECT_EQ(readAll(path("client.txt")).size(), (tests_.size() + 1) * 300);
-    EXPECT_EQ(readAll(path("client_s1.txt")).size(), (tests_.size() + 1) * 1000);
+    EXPECT_EQ(fileBytes(path("client.txt")).size(), (tests_.size() + 1) * 300);
+    EXPECT_EQ(fileBytes(path("client_s1.txt")).size(), (tests_.size() + 1) * 1000);
     ASSERT_EQ(run(path("client.txt"), path("a300.txt")), QVNCOA_OK);
     ASSERT_EQ(run(path("client_s1.txt"), path("a1000.txt"), QVNCOA_AUDIT_STAGE_ONE), QVNCOA_OK);
     const auto a = records(path("a300.txt")), b = records(path("a1000.txt"));
@@ -269,7 +266,7 @@ int stopAtThird(unsigned current, unsigned total, qvncoa_out_addr_t* rec, void*)
 }  // namespace
 
 TEST_F(ClientTest, EdgeCasesOfTheRun) {
-    const std::string all = readAll(path("client.txt"));
+    const std::string all = fileBytes(path("client.txt"));
     auto file = [](const std::string& name, const std::string& bytes) {
         std::ofstream(path(name), std::ios::binary | std::ios::trunc) << bytes;
         return path(name);
@@ -301,7 +298,7 @@ TEST_F(ClientTest, EdgeCasesOfTheRun) {
     // The form 3553: the verifier finds the six texts and the list count
     // where the form record puts them, and counts the run's records.
     ASSERT_EQ(run(path("client.txt"), path("f_out.txt"), 0, nullptr, path("form.txt").c_str()), QVNCOA_OK);
-    const std::string form = readAll(path("form.txt"));
+    const std::string form = fileBytes(path("form.txt"));
     const char* texts[] = {"SAMPLE LIST", "QV PROCESSING", "1 MAIN ST", "ANYTOWN NY 10001", "SAMPLE MAILER", "LIST 7"};
     const char* labels[] = {"List name", "List processor", "Processor address", "Processor city, state, ZIP",
                             "Mailer", "List ID"};
@@ -313,29 +310,20 @@ TEST_F(ClientTest, EdgeCasesOfTheRun) {
 
 TEST(ClientTestCommand, BuildTheFileThenRunIt) {
     const std::string dir = (fs::temp_directory_path() / ("qv-audit-cli-" + std::to_string(::getpid()))).string();
-    auto ncoa = [](const std::string& args, int& status) {
-        std::string out;
-        FILE* p = popen((QV_BINARY_DIR "/cli/ncoa " + args + " 2>&1").c_str(), "r");
-        char buf[512];
-        while (p && std::fgets(buf, sizeof buf, p)) out += buf;
-        const int rc = p ? pclose(p) : -1;
-        status = WIFEXITED(rc) ? WEXITSTATUS(rc) : -1;
-        return out;
-    };
     int status = -1;
-    std::string out = ncoa("dataset build " QV_SOURCE_DIR "/data/sample/world.json " + dir + " --client-test-s1 " +
-                               dir + "/ct.txt",
-                           status);
+    std::string out =
+        runNcoa("dataset build " QV_SOURCE_DIR "/data/sample/world.json " + dir + " --client-test-s1 " + dir + "/ct.txt",
+                &status);
     ASSERT_EQ(status, 0) << out;
-    out = ncoa("client-test --no-progress --stage-one --data " + dir + " --in " + dir + "/ct.txt --out " + dir +
-                   "/ans.txt",
-               status);
+    out = runNcoa("client-test --no-progress --stage-one --data " + dir + " --in " + dir + "/ct.txt --out " + dir +
+                      "/ans.txt",
+                  &status);
     EXPECT_EQ(status, 0) << out;
     const size_t n = records(dir + "/ans.txt").size();
-    EXPECT_EQ(n, readAll(dir + "/ct.txt").size() / 1000);
+    EXPECT_EQ(n, fileBytes(dir + "/ct.txt").size() / 1000);
     EXPECT_NE(out.find(std::to_string(n - 1) + " records"), std::string::npos) << out;
     EXPECT_NE(out.find("by return code: "), std::string::npos) << out;
-    out = ncoa("client-test --data " + dir + " --in " + dir + "/none.txt --out " + dir + "/x.txt", status);
+    out = runNcoa("client-test --data " + dir + " --in " + dir + "/none.txt --out " + dir + "/x.txt", &status);
     EXPECT_NE(status, 0);
     EXPECT_NE(out.find(dir + "/none.txt (code 1040)"), std::string::npos) << out;
     fs::remove_all(dir);

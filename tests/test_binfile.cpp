@@ -34,14 +34,7 @@ lcdEntry lcdKey(uint32_t k) {
     return e;
 }
 
-int codeOf(const std::function<void()>& f) {
-    try {
-        f();
-    } catch (const qvncoa_exception& e) {
-        return e.errCode();
-    }
-    return 0;
-}
+int codeOf(const std::function<void()>& f) { return errCodeOf<qvncoa_exception>(f); }
 
 }  // namespace
 

@@ -9,6 +9,7 @@
 #include "CompStrW_Words.h"
 #include "DataTables.h"
 #include "NCOA_Utils.h"
+#include "TestSupport.h"
 
 using namespace QV_NCOA;
 
@@ -122,12 +123,7 @@ TEST_F(BusNameTest, ShortNameInsideLongNameFallsToTheLengthRatio) {
 TEST(BusNameMaps, UnbuiltWordMapsThrow1011) {
     CNCOA_DataTables empty;
     CNCOA_BusinessName_utas31c0 c(empty);
-    try {
-        c.compareStrings("ACME", "ACNE");
-        FAIL() << "no exception";
-    } catch (const qvncoa_exception& e) {
-        EXPECT_EQ(e.errCode(), 1011);
-    }
+    EXPECT_EQ(errCodeOf<qvncoa_exception>([&] { c.compareStrings("ACME", "ACNE"); }), 1011);
     // Equal and blank texts answer before the word maps are needed.
     EXPECT_EQ(c.compareStrings("ACME", "ACME"), 1.0);
 }

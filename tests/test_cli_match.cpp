@@ -35,20 +35,6 @@ struct Result {
     std::string out, err;
 };
 
-std::string slurp(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::stringstream s;
-    s << in.rdbuf();
-    return s.str();
-}
-
-std::vector<std::string> lines(const std::string& text) {
-    std::vector<std::string> v;
-    std::istringstream in(text);
-    for (std::string l; std::getline(in, l);) v.push_back(l);
-    return v;
-}
-
 std::vector<std::string> fields(const std::string& line) { return csvFields(line); }
 
 class NcoaCommand : public ::testing::Test {
@@ -68,7 +54,7 @@ protected:
         std::string cmd = "'" + kNcoa + "' " + args + " >'" + o + "' 2>'" + e + "'";
         if (!stdinFile.empty()) cmd += " <'" + stdinFile + "'";
         const int rc = std::system(cmd.c_str());
-        return {WIFEXITED(rc) ? WEXITSTATUS(rc) : -1, slurp(o), slurp(e)};
+        return {WIFEXITED(rc) ? WEXITSTATUS(rc) : -1, fileBytes(o), fileBytes(e)};
     }
 
     static std::string path(const std::string& name) { return (dir / name).string(); }
@@ -83,13 +69,13 @@ protected:
 };
 
 TEST_F(NcoaCommand, KeepsEveryRowInOrderWithOneOrTwoThreads) {
-    const std::vector<std::string> input = lines(slurp(kList));
+    const std::vector<std::string> input = splitLines(fileBytes(kList));
     std::string previous;
     for (const char* opts : {"--threads 1", "--threads 2 --batch 1", "--threads 2 --batch 7", "--threads 2"}) {
         const Result r = match(kList, path("out.csv"), opts);
         ASSERT_EQ(r.status, 0) << opts << ": " << r.err;
-        const std::string text = slurp(path("out.csv"));
-        const std::vector<std::string> out = lines(text);
+        const std::string text = fileBytes(path("out.csv"));
+        const std::vector<std::string> out = splitLines(text);
         ASSERT_EQ(out.size(), input.size()) << opts;
 
         const std::vector<std::string> head = fields(out[0]);
@@ -122,14 +108,14 @@ TEST_F(NcoaCommand, ReportCountsTheCodesThatCameBack) {
                                "--category 'stage ii' --mail-class C");
     ASSERT_EQ(r.status, 0) << r.err;
     std::map<std::string, int> codes;
-    const std::vector<std::string> out = lines(slurp(path("out.csv")));
+    const std::vector<std::string> out = splitLines(fileBytes(path("out.csv")));
     const std::size_t rcCol = fields(out[0]).size() - 28;
     for (std::size_t i = 1; i < out.size(); ++i) ++codes[fields(out[i])[rcCol]];
     const int rows = static_cast<int>(out.size()) - 1;
     const int provided = codes["A"] + codes["91"] + codes["92"];
     const int matched = rows - codes["00"] - codes["66"];
 
-    const std::vector<std::string> rep = lines(slurp(path("psr.txt")));
+    const std::vector<std::string> rep = splitLines(fileBytes(path("psr.txt")));
     ASSERT_EQ(rep.size(), 24u);
     EXPECT_EQ(rep[1], "Licensee Company Name: ACME LISTS");
     EXPECT_EQ(rep[2], "License ID: LP99");
@@ -148,7 +134,7 @@ TEST_F(NcoaCommand, ReportCountsTheCodesThatCameBack) {
 
     // Codes the report's maps do not know are printed with the code.
     ASSERT_EQ(match(kList, path("out.csv"), "--report '" + path("psr.txt") + "' --category 9 --mail-class P").status, 0);
-    const std::vector<std::string> odd = lines(slurp(path("psr.txt")));
+    const std::vector<std::string> odd = splitLines(fileBytes(path("psr.txt")));
     ASSERT_EQ(odd.size(), 24u);
     EXPECT_EQ(odd[4], "Processing Category: Unknown (9)");
     EXPECT_EQ(odd[6], "Class of Mail: Unknown ('P')");
@@ -167,7 +153,7 @@ TEST_F(NcoaCommand, MalformedRowsAreWrittenWithTheirErrorAndReadingGoesOn) {
           "LAST,15,10001");
     const Result r = match(path("bad.csv"), path("out.csv"), "--threads 2 --batch 2");
     ASSERT_EQ(r.status, 2) << r.err;  // done, but not every row could be looked up
-    const std::vector<std::string> out = lines(slurp(path("out.csv")));
+    const std::vector<std::string> out = splitLines(fileBytes(path("out.csv")));
     // The quoted line break is one record spanning two output lines.
     ASSERT_EQ(out.size(), 10u);
     const auto error = [&](std::size_t i) { return fields(out[i]).back(); };
@@ -196,7 +182,7 @@ TEST_F(NcoaCommand, AnOverLongLineIsOneMalformedRowAndAFailedReportLeavesNoResul
                           "\nMARY JONES,3205,94110\n");
     const Result r = match(path("long.csv"), path("long-out.csv"));
     ASSERT_EQ(r.status, 2) << r.err;
-    const std::vector<std::string> out = lines(slurp(path("long-out.csv")));
+    const std::vector<std::string> out = splitLines(fileBytes(path("long-out.csv")));
     ASSERT_EQ(out.size(), 4u);  // the 3 MiB line is one row, not three
     EXPECT_NE(fields(out[2]).back().find("line 3: record longer than 1 MiB"), std::string::npos);
     EXPECT_EQ(fields(out[3])[0], "MARY JONES");
@@ -240,14 +226,14 @@ TEST_F(NcoaCommand, RunsInAPipeAndTakesColumnNamesFromMap) {
     const Result piped = run("match --data '" + data + "' --in - --out - --map name=Who --map pno=House --map addon=Plus",
                              path("odd.csv"));
     ASSERT_EQ(piped.status, 0) << piped.err;
-    const std::vector<std::string> out = lines(piped.out);
+    const std::vector<std::string> out = splitLines(piped.out);
     ASSERT_EQ(out.size(), 3u);
     EXPECT_EQ(out[1].rfind("JOHN SMITH,120,10001,1234,", 0), 0u);
     EXPECT_EQ(out[2].rfind("MARY JONES,3205,94110,3301,", 0), 0u);
 
     // The same list from a file, through --out: the same bytes.
     ASSERT_EQ(match(path("odd.csv"), path("odd-out.csv"), "--map name=Who --map pno=House --map addon=Plus").status, 0);
-    EXPECT_EQ(slurp(path("odd-out.csv")), piped.out);
+    EXPECT_EQ(fileBytes(path("odd-out.csv")), piped.out);
 }
 
 TEST_F(NcoaCommand, AMissingDataSetFailsWithTheLibrarysCodeAndWritesNothing) {
@@ -369,7 +355,7 @@ TEST_F(FreeFormList, FindsTheMovesOfTheSameListSplitAndCoded) {
     const Result free = run("match " + set + "--threads 2 --batch 7 --in '" + path("free.csv") + "' --out '" + path("free-out.csv") + "'");
     ASSERT_EQ(free.status, 0) << free.err;
 
-    const std::vector<std::string> a = lines(slurp(path("split-out.csv"))), b = lines(slurp(path("free-out.csv")));
+    const std::vector<std::string> a = splitLines(fileBytes(path("split-out.csv"))), b = splitLines(fileBytes(path("free-out.csv")));
     ASSERT_EQ(a.size(), 3001u);
     ASSERT_EQ(b.size(), a.size());
     const std::vector<std::string> headA = fields(a[0]), headB = fields(b[0]);
@@ -409,7 +395,7 @@ TEST_F(NcoaCommand, VerifyKeepsEveryInputColumnAndAddsTheStandardisedAddress) {
     const Result r = run("verify --data '" + data + "' --threads 2 --batch 1 --in '" + path("people.csv") +
                          "' --out '" + path("people-out.csv") + "'");
     ASSERT_EQ(r.status, 0) << r.err;
-    const std::vector<std::string> in = lines(slurp(path("people.csv"))), out = lines(slurp(path("people-out.csv")));
+    const std::vector<std::string> in = splitLines(fileBytes(path("people.csv"))), out = splitLines(fileBytes(path("people-out.csv")));
     ASSERT_EQ(out.size(), in.size());
     const std::vector<std::string> head = fields(out[0]);
     ASSERT_EQ(head.size(), 7u + 15 + 1);

@@ -12,6 +12,7 @@
 #include "CompStrW_Words.h"
 #include "DataTables.h"
 #include "NCOA_Utils.h"
+#include "TestSupport.h"
 
 using namespace QV_NCOA;
 
@@ -202,12 +203,9 @@ TEST_F(CompStrWTest, InitialsTestNeverScoresAndLongListsAreCut) {
 
 TEST(CompStrWMaps, UnbuiltWordMapsThrow1011) {
     CNCOA_DataTables empty;
-    try {
-        CCompStrW(empty).compareStrings(field80("ACME").c_str(), field80("ACME").c_str());
-        FAIL() << "no exception";
-    } catch (const qvncoa_exception& e) {
-        EXPECT_EQ(e.errCode(), 1011);
-    }
+    EXPECT_EQ(errCodeOf<qvncoa_exception>(
+                  [&] { CCompStrW(empty).compareStrings(field80("ACME").c_str(), field80("ACME").c_str()); }),
+              1011);
 }
 
 // Generated firm names, from table words, abbreviations, junk, single letters,

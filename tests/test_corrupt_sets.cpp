@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "DataSetWriter.h"
+#include "TestSupport.h"
 #include "World.h"
 #include "qvncoa.h"
 
@@ -33,10 +34,6 @@ const char* nameOf(Damage d) {
 }
 bool changesSize(Damage d) { return d != Damage::Zeroed && d != Damage::BitsFlipped; }
 
-std::string readAll(const fs::path& p) {
-    std::ifstream f(p, std::ios::binary);
-    return std::string((std::istreambuf_iterator<char>(f)), std::istreambuf_iterator<char>());
-}
 void writeAll(const fs::path& p, const std::string& bytes) {
     std::ofstream(p, std::ios::binary | std::ios::trunc) << bytes;
 }
@@ -90,20 +87,9 @@ CheckResult check(const std::string& root, bool full) {
 std::pair<int, std::string> runCaller(const std::string& root, const std::string& records, unsigned flags) {
     const std::string cmd = "'" QV_BINARY_DIR "/tests/qv_c_caller' '" + root + "' '" QV_SOURCE_DIR
                             "/data/namekb' " + std::to_string(flags) + " < '" + records + "' 2>&1";
-    FILE* p = ::popen(cmd.c_str(), "r");
-    std::string out;
-    char buf[4096];
-    size_t n;
-    while ((n = std::fread(buf, 1, sizeof buf, p)) > 0) out.append(buf, n);
-    int status = ::pclose(p);
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), out};
-}
-
-std::vector<std::string> lines(const std::string& text) {
-    std::vector<std::string> v;
-    std::istringstream in(text);
-    for (std::string l; std::getline(in, l);) v.push_back(l);
-    return v;
+    int status = 0;
+    std::string out = shellOutput(cmd, &status);
+    return {status, out};
 }
 
 // The sample list as the C caller's tab-separated records.
@@ -112,15 +98,7 @@ std::string callerRecords() {
     std::string line, out;
     std::getline(in, line);  // heading
     while (std::getline(in, line)) {
-        std::vector<std::string> f;
-        std::string cur;
-        bool quoted = false;
-        for (char c : line) {
-            if (c == '"') quoted = !quoted;
-            else if (c == ',' && !quoted) f.push_back(cur), cur.clear();
-            else cur += c;
-        }
-        f.push_back(cur);
+        const std::vector<std::string> f = csvFields(line);
         if (f.size() < 12) continue;
         const std::string& name = f[1].empty() ? f[2] : f[1];
         out += name + "\t" + f[3] + "\t" + f[6] + "\t" + f[9] + f[10] + "\t" + f[5] + "\t" + f[11] + "\n";
@@ -141,7 +119,7 @@ protected:
         writeAll(records_, callerRecords());
         auto base = runCaller(root_.string(), records_, 0);
         ASSERT_EQ(base.first, 0) << base.second;
-        baseline_ = lines(base.second);
+        baseline_ = splitLines(base.second);
         int moves = 0;
         for (const std::string& l : baseline_) moves += l.compare(0, 7, "1000|A|") == 0;
         ASSERT_GT(moves, 3);  // the list finds moves: a wrong answer would show
@@ -164,7 +142,7 @@ protected:
     void expectSafeAnswers(const std::string& what, bool answersMayDiffer = false) {
         auto got = runCaller(root_.string(), records_, 0);
         ASSERT_EQ(got.first, 0) << what << " passed the check but the C caller ended: " << got.second;
-        std::vector<std::string> l = lines(got.second);
+        std::vector<std::string> l = splitLines(got.second);
         ASSERT_EQ(l.size(), baseline_.size()) << what;
         for (size_t i = 0; i < l.size(); ++i) {
             const bool code = l[i].find('|') == std::string::npos;
@@ -179,7 +157,7 @@ protected:
     template <typename Expect>
     void damageEach(const std::string& rel, Expect expect, bool answersMayDiffer = false) {
         const fs::path p = root_ / rel;
-        const std::string good = readAll(p);
+        const std::string good = fileBytes(p);
         for (Damage d : kDamages) {
             const std::string what = rel + " " + nameOf(d);
             apply(p, good, d);
@@ -287,7 +265,7 @@ TEST(CorruptSetCheck, AShortContentsListIsRefusedBeforeAnyLookup) {
     fs::remove_all(root);
     qvw::DataSetWriter(qvw::loadWorld(QV_SOURCE_DIR "/data/sample/world.json"), root.string()).write();
     const fs::path contents = root / "DVD 2/clk/contents.lst";
-    std::string text = readAll(contents);
+    std::string text = fileBytes(contents);
     text.resize(text.size() / 2);  // groups 00 to 49
     writeAll(contents, text);
     CheckResult r = check(root.string(), false);
@@ -306,7 +284,7 @@ TEST(CorruptSetCheck, RulesThatWouldHangALookupAreRefused) {
     fs::remove_all(root);
     qvw::DataSetWriter(qvw::loadWorld(QV_SOURCE_DIR "/data/sample/world.json"), root.string()).write();
     const fs::path rules = root / "DVD 2/clk/rules.lst";
-    const std::string good = readAll(rules);
+    const std::string good = fileBytes(rules);
     EXPECT_EQ(check(root.string(), false).rc, QVNCOA_OK);
     // The first rule's from-length made 0, size unchanged: the fuzzer's hang.
     std::string bad = good;

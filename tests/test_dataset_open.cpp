@@ -75,16 +75,10 @@ protected:
         for (const auto& l : lines) out << l << "\n";
     }
 
-    int verifyInside(QvbString& failed) {
-        return QV_NCOA::tablesOf(obj)->verifyDVDFileHashes(failed, nullptr);
-    }
-
     fs::path root;
     void* obj = nullptr;
     char err[QVNCOA_ERROR_TEXT_SIZE];
 };
-
-
 
 }  // namespace
 
@@ -111,58 +105,6 @@ TEST_F(DataSetOpen, OpensOnDiskAndInMemoryAndTellsItsRelease) {
     }
 }
 
-TEST_F(DataSetOpen, ProvesEveryFileAndNamesTheFirstThatDiffers) {
-    build();
-    ASSERT_EQ(open(), 1000) << err;
-    std::vector<unsigned> seen;
-    qvncoa_prog_cb_t progress = {[](unsigned cur, unsigned total, qvncoa_out_addr_t*, void* user) {
-                                     EXPECT_EQ(total, 100u);
-                                     static_cast<std::vector<unsigned>*>(user)->push_back(cur);
-                                     return 1000;
-                                 },
-                                 &seen};
-    EXPECT_EQ(qvncoa_validateDVDFileHashSignatures(obj, &progress, err), 1000);
-    ASSERT_FALSE(seen.empty());
-    EXPECT_EQ(seen.back(), 100u);
-    for (size_t i = 1; i < seen.size(); ++i) EXPECT_GT(seen[i], seen[i - 1]);  // once per whole percentage
-
-    // One byte of one file flipped.
-    std::string x11 = file("DVD 2/clk/x11");
-    {
-        std::fstream f(x11, std::ios::in | std::ios::out | std::ios::binary);
-        char c;
-        f.seekg(3);
-        f.get(c);
-        f.seekp(3);
-        f.put(static_cast<char>(c ^ 0x01));
-    }
-    EXPECT_EQ(qvncoa_validateDVDFileHashSignatures(obj, nullptr, err), 1081);
-    EXPECT_EQ(std::string(err), x11);
-}
-
-TEST_F(DataSetOpen, VerificationCodesThatTheExportHides) {
-    build();
-    editHeader("DVD 2/dvdhdr02.dat", [](std::vector<std::string>& lines) {
-        for (auto it = lines.begin() + 7; it != lines.end(); ++it)
-            if (it->rfind("urbx.lst", 0) == 0) {
-                lines.erase(it);
-                break;
-            }
-    });
-    ASSERT_EQ(open(), 1000) << err;
-    QvbString failed("before");
-    EXPECT_EQ(verifyInside(failed), 1082);
-    EXPECT_EQ(std::string(failed.asCstr()), file("DVD 2/clk/urbx.lst"));
-    EXPECT_EQ(qvncoa_validateDVDFileHashSignatures(obj, nullptr, err), 1000);  // only 1081 goes out
-
-    fs::remove(file("DVD 2/rv9/rv9.esd"));  // start-up does not need it...
-    ASSERT_EQ(open(), 1000) << err;
-    EXPECT_EQ(QV_NCOA::tablesOf(obj)->rv9EsdLastIndex, 0u);
-    failed = "before";
-    EXPECT_EQ(verifyInside(failed), 1040);  // ...but the size pass does, before any hashing
-    EXPECT_STREQ(failed.asCstr(), "before");
-}
-
 TEST_F(DataSetOpen, DataOlderThan45WholeDaysIsRefused) {
     build(qvw::addDays(qvw::todayYYYYMMDD(), -45));  // 45 days and today's hours: still 0 days left
     EXPECT_EQ(open(), 1000) << err;
@@ -175,12 +117,6 @@ TEST_F(DataSetOpen, MalformedHeadersAreRefusedBeforeAnyListIsRead) {
     build();
     fs::remove(file("DVD 2/clk/zip.lst"));
     editHeader("DVD 1/dvdhdr01.dat", [](std::vector<std::string>& lines) { lines[0][68] = 'G'; });
-    EXPECT_EQ(open(), 1080);
-    build();
-    editHeader("DVD 2/dvdhdr02.dat", [](std::vector<std::string>& lines) { lines.resize(6); });
-    EXPECT_EQ(open(), 1080);
-    build();
-    editHeader("DVD 1/dvdhdr01.dat", [](std::vector<std::string>& lines) { lines[7][40] = 'G'; });
     EXPECT_EQ(open(), 1080);
 }
 
@@ -224,6 +160,10 @@ TEST_F(DataSetOpen, DamagedSetsFailWithTheirCodeAndCleanUp) {
     fs::remove(file("DVD 1/clk.q.hs3"));  // only the in-memory mode reads sections 2 to 9
     EXPECT_EQ(open(0), 1000) << err;
     EXPECT_EQ(open(8), 1040);
+    build();
+    fs::remove(file("DVD 2/rv9/rv9.esd"));  // start-up does not need it
+    ASSERT_EQ(open(), 1000) << err;
+    EXPECT_EQ(QV_NCOA::tablesOf(obj)->rv9EsdLastIndex, 0u);
 }
 
 TEST_F(DataSetOpen, LookupsOnAnOpenedSetFindNothingYetAndNeverCrash) {

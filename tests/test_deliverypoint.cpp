@@ -7,6 +7,7 @@
 #include "NCOA_Utils.h"
 #include "RV9_DPBC.h"
 #include "RV9_DeliveryPoint.h"
+#include "TestSupport.h"
 
 using namespace QV_NCOA;
 
@@ -78,12 +79,7 @@ TEST(DeliveryPointCode, CheckDigitAndZipHandling) {
     CNCOA_RV9DPBC::do1005MoveToOutstuff(kZip, 1, c);
     EXPECT_EQ(std::string(c.buf), "123456789014");  // 100 - 46, modulo 10
 
-    try {
-        code("1", "", 'S', "1234X6789");
-        FAIL() << "no exception";
-    } catch (const qvncoa_exception& e) {
-        EXPECT_EQ(e.errCode(), 1024);
-    }
+    EXPECT_EQ(errCodeOf<qvncoa_exception>([&] { code("1", "", 'S', "1234X6789"); }), 1024);
     // A type that carries no computed code does not throw, and only the
     // ZIP+4 decides whether the primary rule fills in a code.
     EXPECT_EQ(code("123", "", ' ', "1234X6789"), "000000000000");

@@ -8,21 +8,16 @@
 #include <string>
 #include <vector>
 
+#include "TestSupport.h"
+
 namespace {
 
 // Names of the defined dynamic symbols, as the linker sees them (mangled).
 std::vector<std::string> exportedNames(const std::string& lib) {
     std::vector<std::string> names;
-    FILE* p = ::popen(("nm -D --defined-only '" + lib + "'").c_str(), "r");
-    if (p == nullptr) return names;
-    char line[4096];
-    while (std::fgets(line, sizeof line, p) != nullptr) {
-        std::string l(line);
-        while (!l.empty() && (l.back() == '\n' || l.back() == '\r')) l.pop_back();
-        size_t sp = l.rfind(' ');
-        names.push_back(sp == std::string::npos ? l : l.substr(sp + 1));
-    }
-    ::pclose(p);
+    int status = 0;
+    for (const std::string& l : splitLines(shellOutput("nm -D --defined-only '" + lib + "'", &status)))
+        names.push_back(l.substr(l.rfind(' ') + 1));  // npos + 1: the whole line
     return names;
 }
 

@@ -25,6 +25,7 @@
 #include "NCOA.h"
 #include "NameLists.h"
 #include "Synth.h"
+#include "TestSupport.h"
 #include "World.h"
 #include "qvncoa.h"
 #include "qvs_auth.h"
@@ -61,21 +62,6 @@ Answer lookUp(void* obj, const Input& r) {
     char err[QVNCOA_ERROR_TEXT_SIZE] = {};
     a.rc = qvncoa_lookup_without_qvav(obj, &in, &a.out, 0, 0, err, 0);
     return a;
-}
-
-// Splits one CSV line, with double quotes around a field that holds commas.
-std::vector<std::string> csvFields(const std::string& line) {
-    std::vector<std::string> f(1);
-    bool quoted = false;
-    for (char c : line) {
-        if (c == '"')
-            quoted = !quoted;
-        else if (c == ',' && !quoted)
-            f.emplace_back();
-        else
-            f.back() += c;
-    }
-    return f;
 }
 
 // The sample list: Name (else Company), Primary Number, Secondary
@@ -264,18 +250,9 @@ TEST_F(FlatSets, EveryFilingDecodesAsInTheHashSetAndTheMiddleFileKeepsItsEnds) {
     // The flat lookup refuses a hash set, and the hash lookup a flat one.
     QV_NCOA::LookupRes res;
     unsigned char sha[20] = {};
-    try {
-        QV_NCOA::CNCOA_FlatLookup(hash).doLookup(sha, "", res);
-        ADD_FAILURE() << "flat lookup on a hash set";
-    } catch (const QV_NCOA::qvncoa_exception& e) {
-        EXPECT_EQ(e.errCode(), 1012);
-    }
-    try {
-        QV_NCOA::CNCOA_HashLookup(flat).doLookup(sha, "10001", res);
-        ADD_FAILURE() << "hash lookup on a flat set";
-    } catch (const QV_NCOA::qvncoa_exception& e) {
-        EXPECT_EQ(e.errCode(), 1013);
-    }
+    using QV_NCOA::qvncoa_exception;
+    EXPECT_EQ(errCodeOf<qvncoa_exception>([&] { QV_NCOA::CNCOA_FlatLookup(hash).doLookup(sha, "", res); }), 1012);
+    EXPECT_EQ(errCodeOf<qvncoa_exception>([&] { QV_NCOA::CNCOA_HashLookup(flat).doLookup(sha, "10001", res); }), 1013);
     qvncoa_destroy_data_obj(&hashObj);
     qvncoa_destroy_data_obj(&flatObj);
 }

@@ -76,11 +76,6 @@ std::map<uint32_t, Group> groupsOf(const std::string& bytes, int keyBytes) {
     return g;
 }
 
-std::string slurp(const fs::path& p) {
-    std::ifstream in(p, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), {});
-}
-
 uint32_t be32(const std::string& s, size_t at) {
     uint32_t v = 0;
     for (int i = 0; i < 4; ++i) v = (v << 8) | static_cast<unsigned char>(s[at + i]);
@@ -243,11 +238,11 @@ protected:
 // key value from the file's first to its last, each group's bounds.
 TEST_F(FlatIndexFiles, NineFilesHoldEveryGroupOfTheirFlatFile) {
     for (int n = 0; n < 3; ++n) {
-        const std::string records = slurp(flat(n));
+        const std::string records = fileBytes(flat(n));
         const uint32_t entries = static_cast<uint32_t>(records.size() / 18);
         for (int bytes = 3; bytes >= 1; --bytes) {
             SCOPED_TRACE("file " + std::to_string(n) + ", key bytes " + std::to_string(bytes));
-            const std::string f = slurp(idx(8 * bytes, n));
+            const std::string f = fileBytes(idx(8 * bytes, n));
             ASSERT_GE(f.size(), 12u);
             EXPECT_EQ(be32(f, 0), static_cast<uint32_t>(bytes));
             EXPECT_EQ(static_cast<unsigned char>(f[8]) << 8 | static_cast<unsigned char>(f[9]),
@@ -291,7 +286,7 @@ TEST_F(FlatIndexFiles, IndexOfAnotherSetIsIgnored) {
     for (int n = 0; n < 3; ++n) EXPECT_EQ(t->fltIndex[n].size(), (fs::file_size(idx(24, n)) - 12) / 12);
 
     // Another sequence number in the middle file's index.
-    std::string other = slurp(idx(24, 1));
+    std::string other = fileBytes(idx(24, 1));
     other[9] = static_cast<char>(other[9] ^ 1);
     std::ofstream(idx(24, 1), std::ios::binary | std::ios::trunc) << other;
     ASSERT_EQ(open(6), QVNCOA_OK) << err;
@@ -315,13 +310,13 @@ TEST_F(FlatIndexFiles, IndexOfAnotherSetIsIgnored) {
 // A flat file missing at start-up gives its code with its path. One removed
 // from under an open set goes on answering from what start-up opened.
 TEST_F(FlatIndexFiles, MissingOrEmptyFlatFileGivesItsCodeAndPath) {
-    const std::string third = slurp(flat(2));
+    const std::string third = fileBytes(flat(2));
     fs::remove(flat(2));
     EXPECT_EQ(open(0), 1040);
     EXPECT_EQ(std::string(err), flat(2));
     std::ofstream(flat(2), std::ios::binary | std::ios::trunc) << third;
 
-    const std::string middle = slurp(flat(1));
+    const std::string middle = fileBytes(flat(1));
     fs::remove(flat(1));
     EXPECT_EQ(open(0), 1040);
     EXPECT_EQ(std::string(err), flat(1));

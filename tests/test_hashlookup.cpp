@@ -110,12 +110,7 @@ TEST_F(HashLookupTest, RefusalsAndFailures) {
     EXPECT_FALSE(lookup.init_10c0(sha, 42, found));
 
     auto codeOf = [&](const char* zip5) {
-        try {
-            lookup.doLookup(sha, zip5, res);
-        } catch (const qvncoa_exception& e) {
-            return std::to_string(e.errCode()) + " " + e.what().asCstr();
-        }
-        return std::string("none");
+        return thrownText<qvncoa_exception>([&] { lookup.doLookup(sha, zip5, res); });
     };
     // Group 99 of a 100-entry list is taken; its filter file is missing.
     EXPECT_EQ(codeOf("99000"), "1040 " + std::string(tables.getClkXHsYPath('a', 0).asCstr()));

@@ -88,12 +88,7 @@ TEST(NameRulesLoad, NoUsableRuleFailsAtFirstUse) {
     missing->setRoot("/nonexistent/qv");
     missing->readNameRules();
     EXPECT_TRUE(missing->nameRules.empty()) << "a missing file is no start-up failure";
-    try {
-        apply(*missing, "SMITH");
-        FAIL() << "empty rule table";
-    } catch (const qvncoa_exception& e) {
-        EXPECT_EQ(1014, e.errCode());
-    }
+    EXPECT_EQ(errCodeOf<qvncoa_exception>([&] { apply(*missing, "SMITH"); }), 1014);
 }
 
 TEST(NameRulesApply, DeblankAndFieldEdges) {

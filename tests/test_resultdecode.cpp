@@ -9,6 +9,7 @@
 
 #include "DataTables.h"
 #include "HashLookup.h"
+#include "TestSupport.h"
 
 using namespace QV_NCOA;
 
@@ -47,12 +48,7 @@ protected:
                std::string(res.hint.buf, 7);
     }
     int code(unsigned long number) {
-        try {
-            decode(number, 1);
-        } catch (const qvncoa_exception& e) {
-            return e.errCode();
-        }
-        return 0;
+        return errCodeOf<qvncoa_exception>([&] { decode(number, 1); });
     }
 
     CNCOA_DataTables tables;

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "NCOA_Utils.h"
+#include "TestSupport.h"
 #include "qvncoa_report.h"
 
 namespace {
@@ -161,13 +162,7 @@ TEST_F(SummaryReport, NullArgumentsAndUnwritablePaths) {
     EXPECT_TRUE(readLines(path).empty());
 
     const std::string bad = "/nonexistent-folder/psr.txt";
-    try {
-        r.DoReport(bad.c_str(), &stats);
-        FAIL() << "no file error";
-    } catch (const QV_NCOA::qvncoa_exception& e) {
-        EXPECT_EQ(e.errCode(), 1041);
-        EXPECT_STREQ(e.what().asCstr(), bad.c_str());
-    }
+    EXPECT_EQ(thrownText<QV_NCOA::qvncoa_exception>([&] { r.DoReport(bad.c_str(), &stats); }), "1041 " + bad);
 }
 
 TEST(SummaryReportSums, MedCountsIncludeBothEndsAndEmptyRanges) {

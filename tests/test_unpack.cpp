@@ -28,13 +28,6 @@ namespace {
 
 const std::string kWorld = QV_SOURCE_DIR "/data/sample/world.json";
 
-std::string slurp(const fs::path& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::stringstream s;
-    s << in.rdbuf();
-    return s.str();
-}
-
 std::string sectionName(char letter, int section) {
     return std::string("clk.") + letter + ".hs" + std::to_string(section);
 }
@@ -91,16 +84,7 @@ std::string unpackBytes(const TempRoot& t, const std::string& packed, int* rc = 
     const Outcome o = unpackFile(t.path("in.SZP"), t.path("out"));
     if (rc) *rc = o.code;
     else EXPECT_EQ(o.code, QVNCOA_OK) << o.text;
-    return slurp(t.path("out"));
-}
-
-std::string ncoa(const std::string& args, int* status) {
-    const std::string out = fs::temp_directory_path() / ("qv-unpack-out-" + std::to_string(::getpid()));
-    const int rc = std::system(("'" QV_BINARY_DIR "/cli/ncoa' " + args + " >'" + out + "' 2>&1").c_str());
-    *status = WIFEXITED(rc) ? WEXITSTATUS(rc) : -1;
-    std::string text = slurp(out);
-    fs::remove(out);
-    return text;
+    return fileBytes(t.path("out"));
 }
 
 // The sample world written twice by the command, as it is and with packed
@@ -111,8 +95,8 @@ protected:
         root_ = new TempRoot;
         plain_ = root_->path("plain");
         packed_ = root_->path("packed");
-        log_ = ncoa("dataset build '" + kWorld + "' '" + plain_.string() + "' --quiet", &status_);
-        if (status_ == 0) log_ = ncoa("dataset build '" + kWorld + "' '" + packed_.string() + "' --packed", &status_);
+        log_ = runNcoa("dataset build '" + kWorld + "' '" + plain_.string() + "' --quiet", &status_);
+        if (status_ == 0) log_ = runNcoa("dataset build '" + kWorld + "' '" + packed_.string() + "' --packed", &status_);
         for (char l = 'a'; l <= 'z'; ++l)
             for (int s = 0; s <= 9; ++s) {
                 const fs::path p = sectionPath(packed_, l, s);
@@ -120,10 +104,10 @@ protected:
             }
         // Nothing proves before it is unpacked; one file, then all of them.
         int before = 0;
-        ncoa("prove '" + packed_.string() + "'", &before);
+        runNcoa("prove '" + packed_.string() + "'", &before);
         provedPacked_ = before == 0;
-        if (status_ == 0) log_ = ncoa("dataset unpack '" + packed_.string() + "' --file 'DVD 2/clk.a.hs0.SZP'", &status_);
-        if (status_ == 0) log_ = ncoa("dataset unpack '" + packed_.string() + "'", &status_);
+        if (status_ == 0) log_ = runNcoa("dataset unpack '" + packed_.string() + "' --file 'DVD 2/clk.a.hs0.SZP'", &status_);
+        if (status_ == 0) log_ = runNcoa("dataset unpack '" + packed_.string() + "'", &status_);
     }
     static void TearDownTestSuite() { delete root_; }
     void SetUp() override { ASSERT_EQ(status_, 0) << log_; }
@@ -143,16 +127,16 @@ TEST_F(PackedSample, EverySectionUnpacksToTheFileWrittenUnpacked) {
     std::uint64_t bytes = 0, packedBytes = 0;
     for (char l = 'a'; l <= 'z'; ++l)
         for (int s = 0; s <= 9; ++s) {
-            const std::string want = slurp(sectionPath(plain_, l, s));
+            const std::string want = fileBytes(sectionPath(plain_, l, s));
             ASSERT_FALSE(want.empty());
-            ASSERT_EQ(slurp(sectionPath(packed_, l, s)), want) << sectionName(l, s);
+            ASSERT_EQ(fileBytes(sectionPath(packed_, l, s)), want) << sectionName(l, s);
             bytes += want.size();
             packedBytes += fs::file_size(sectionPath(packed_, l, s).string() + ".SZP");
         }
     EXPECT_LT(packedBytes * 10, bytes) << "mostly zero sections pack small";
     // Headers list the unpacked files: the same text either way.
-    EXPECT_EQ(slurp(packed_ / "DVD 1/dvdhdr01.dat"), slurp(plain_ / "DVD 1/dvdhdr01.dat"));
-    EXPECT_EQ(slurp(packed_ / "DVD 2/dvdhdr02.dat"), slurp(plain_ / "DVD 2/dvdhdr02.dat"));
+    EXPECT_EQ(fileBytes(packed_ / "DVD 1/dvdhdr01.dat"), fileBytes(plain_ / "DVD 1/dvdhdr01.dat"));
+    EXPECT_EQ(fileBytes(packed_ / "DVD 2/dvdhdr02.dat"), fileBytes(plain_ / "DVD 2/dvdhdr02.dat"));
 }
 
 TEST_F(PackedSample, UnpackedSetProvesAndAnswersTheListAsTheUnpackedOne) {
@@ -170,32 +154,32 @@ TEST_F(PackedSample, UnpackedSetProvesAndAnswersTheListAsTheUnpackedOne) {
 
     int status = 0;
     for (const fs::path& set : {plain_, packed_}) {
-        const std::string out = ncoa("match --data '" + set.string() + "' --in '" QV_SOURCE_DIR
+        const std::string out = runNcoa("match --data '" + set.string() + "' --in '" QV_SOURCE_DIR
                                      "/data/sample/list.csv' --out '" + set.string() + ".csv' --threads 1",
                                      &status);
         ASSERT_EQ(status, 0) << out;
     }
-    const std::string answers = slurp(plain_.string() + ".csv");
+    const std::string answers = fileBytes(plain_.string() + ".csv");
     EXPECT_GT(std::count(answers.begin(), answers.end(), '\n'), 10);
-    EXPECT_EQ(slurp(packed_.string() + ".csv"), answers);
+    EXPECT_EQ(fileBytes(packed_.string() + ".csv"), answers);
 
-    ncoa("dataset unpack '" + root_->path("nowhere") + "'", &status);
+    runNcoa("dataset unpack '" + root_->path("nowhere") + "'", &status);
     EXPECT_NE(status, 0);
-    ncoa("dataset unpack '" + packed_.string() + "' --file 'DVD 2/clk.a.hs0'", &status);
+    runNcoa("dataset unpack '" + packed_.string() + "' --file 'DVD 2/clk.a.hs0'", &status);
     EXPECT_NE(status, 0) << "only .SZP files unpack";
 }
 
 TEST_F(PackedSample, ASectionCutShortDoesNotProve) {
     // Whatever the cut stream gives, or if it is refused, the proof refuses it.
     const fs::path section = sectionPath(packed_, 'q', 3), szp = section.string() + ".SZP";
-    const std::string good = slurp(section), whole = slurp(szp);
+    const std::string good = fileBytes(section), whole = fileBytes(szp);
     root_->write("cut.SZP", whole.substr(0, whole.size() / 2));
     const Outcome o = unpackFile(root_->path("cut.SZP"), section);
     if (o.code != QVNCOA_OK) {
         EXPECT_EQ(o.code, QVNCOA_ERR_FILE_OPEN);
         EXPECT_EQ(o.text, root_->path("cut.SZP"));
     }
-    EXPECT_NE(slurp(section), good);
+    EXPECT_NE(fileBytes(section), good);
     void* obj = nullptr;
     char err[QVNCOA_ERROR_TEXT_SIZE] = "";
     ASSERT_EQ(qvncoa_init_data_obj(&obj, packed_.c_str(), QV_SOURCE_DIR "/data/namekb", "", 2, nullptr, err, 0),
@@ -205,7 +189,7 @@ TEST_F(PackedSample, ASectionCutShortDoesNotProve) {
     EXPECT_NE(std::string(err).find("clk.q.hs3"), std::string::npos) << err;
     qvncoa_destroy_data_obj(&obj);
     ASSERT_EQ(unpackFile(szp, section).code, QVNCOA_OK);
-    EXPECT_EQ(slurp(section), good);
+    EXPECT_EQ(fileBytes(section), good);
 }
 
 TEST(PackedFormat, LiteralsRunsAndTheEnd) {
@@ -348,7 +332,7 @@ TEST(PackedFiles, FolderTakesSzpInAnyCaseAndReportsEachFile) {
     std::set<std::string> made;
     for (const auto& e : fs::directory_iterator(out)) made.insert(e.path().filename().string());
     EXPECT_EQ(made, (std::set<std::string>{"clk.a.hs1", "clk.b.hs2"}));
-    EXPECT_EQ(slurp(out / "clk.b.hs2"), std::string(511, '\0') + "x");
+    EXPECT_EQ(fileBytes(out / "clk.b.hs2"), std::string(511, '\0') + "x");
     EXPECT_EQ(calls.seen, (std::vector<std::pair<unsigned, unsigned>>{{0, 2}, {1, 2}}));
 
     // Stopped by the callback after the first file: still 1000, one file made.
