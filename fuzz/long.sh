@@ -3,6 +3,8 @@
 # lowest priority so other work on the machine goes first), growing a corpus
 # per target under OUT/corpus and keeping any crashing input under OUT/crashes.
 # Prints one line per target: runs, wall and CPU seconds, corpus size, result.
+# An input counts as hung after FUZZ_TIMEOUT (300) s: at the lowest priority on
+# a busy machine, one open of a set under ASan can take tens of seconds.
 # Usage: fuzz/long.sh FUZZ_BUILD_DIR [SECONDS] [PARALLEL] [OUT] [TARGET...]
 set -uo pipefail
 build=$1
@@ -26,7 +28,7 @@ one() {
     [ -d "$src/regressions/$name" ] && dirs+=("$src/regressions/$name")
     local start=$SECONDS
     /usr/bin/time -f "%U %S" -o "$out/logs/$name.time" \
-        nice -n 19 "$t" -max_total_time="$seconds" -timeout=20 -rss_limit_mb=2048 -print_final_stats=1 \
+        nice -n 19 "$t" -max_total_time="$seconds" -timeout="${FUZZ_TIMEOUT:-300}" -rss_limit_mb=2048 -print_final_stats=1 \
         -artifact_prefix="$out/crashes/$name/" "${dirs[@]}" > "$out/logs/$name.log" 2>&1
     local rc=$? wall=$((SECONDS - start))
     local runs cpu files result
