@@ -17,7 +17,7 @@ struct ServeOptions {
     std::string keys;           // file of SHA-256 hex digests of the bearer keys
     std::string jobDir;         // where job folders are made; empty: the temporary folder
     long jobTtl = 3600;         // seconds a finished job's files are kept
-    std::size_t queue = 8;      // jobs arriving or waiting at once
+    std::size_t queue = 8;      // jobs running or waiting at once
     std::size_t maxBody = 4u << 20;             // bytes of a JSON request
     std::uint64_t maxUpload = 1ull << 30;       // bytes of a job's list
     std::size_t maxBatch = 10000;               // records of one batch request
