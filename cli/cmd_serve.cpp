@@ -30,6 +30,8 @@ void addServeCommand(CLI::App& app) {
     cmd->add_option("--listen", o.listen, "HOST:PORT to listen on (port 0: any free port)")->capture_default_str();
     cmd->add_option("--threads", o.threads, "Threads of a job's run (default: one per core)");
     cmd->add_option("--http-threads", o.httpThreads, "Connections served at once")->capture_default_str();
+    cmd->add_option("--conn-queue", o.connQueue, "Connections waiting for a thread; more get 503")
+        ->capture_default_str();
     cmd->add_option("--keys", o.keys, "File of SHA-256 hex digests of the bearer keys, one a line");
     cmd->add_option("--job-dir", o.jobDir, "Folder for the jobs' files (default: the temporary folder)");
     cmd->add_option("--job-ttl", o.jobTtl, "Seconds a finished job's files are kept")->capture_default_str();

@@ -4,6 +4,7 @@
 #include <openssl/evp.h>
 #include <pthread.h>
 #include <signal.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <fcntl.h>
 #include <unistd.h>
@@ -25,6 +26,7 @@
 
 #include "../Answer.h"
 #include "../Columns.h"
+#include "ConnectionPool.h"
 #include "Jobs.h"
 
 namespace ncoa_cli {
@@ -325,7 +327,16 @@ int runServer(const ServeOptions& o) {
 
     httplib::Server svr;
     const unsigned httpThreads = std::max(1u, o.httpThreads);
-    svr.new_task_queue = [httpThreads] { return new httplib::ThreadPool(httpThreads); };
+    const std::size_t connQueue = o.connQueue;
+    svr.new_task_queue = [httpThreads, connQueue] { return new ConnectionPool(httpThreads, connQueue); };
+    // The library listens with a backlog of 5: a burst of reconnections
+    // overflows it and costs a client a SYN retry of a second or more. The
+    // listening socket is taken here and given the system's backlog once bound.
+    int listenFd = -1;
+    svr.set_socket_options([&listenFd](int fd) {
+        httplib::default_socket_options(fd);
+        listenFd = fd;
+    });
     // Sizes are checked on the headers by the pre-routing handler below, which
     // answers and closes at once; the library's own check would read (and
     // drop) the whole body before closing.
@@ -348,6 +359,11 @@ int runServer(const ServeOptions& o) {
 
     // Before any body is read: the key, and the size the route allows.
     svr.set_pre_routing_handler([&](const httplib::Request& req, httplib::Response& res) {
+        if (ConnectionPool::refusing()) {
+            res.set_header("Retry-After", "1");
+            refuseAndClose(res, 503, "the server is busy; try again later");
+            return httplib::Server::HandlerResponse::Handled;
+        }
         if (req.path.rfind("/v1/", 0) == 0) {
             std::string owner;
             if (!ownerOf(req, owner)) {
@@ -545,6 +561,8 @@ int runServer(const ServeOptions& o) {
     else if (!svr.bind_to_port(host, port))
         bound = -1;
     if (bound < 0) throw std::runtime_error("cannot listen on " + o.listen);
+
+    if (listenFd >= 0) ::listen(listenFd, SOMAXCONN);
 
     std::thread signals([&svr, &jobs, &stopSignals] {
         int sig = 0;

@@ -14,6 +14,7 @@ struct ServeOptions {
     std::string listen = "127.0.0.1:8080";
     unsigned threads = 0;       // threads of a job's run; 0: one per core
     unsigned httpThreads = 32;  // connections served at once
+    std::size_t connQueue = 512;  // connections waiting for a thread; more get 503
     std::string keys;           // file of SHA-256 hex digests of the bearer keys
     std::string jobDir;         // where job folders are made; empty: the temporary folder
     long jobTtl = 3600;         // seconds a finished job's files are kept
