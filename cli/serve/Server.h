@@ -13,7 +13,7 @@ struct ServeOptions {
     OpenOptions open;
     std::string listen = "127.0.0.1:8080";
     unsigned threads = 0;       // threads of a job's run; 0: one per core
-    unsigned httpThreads = 32;  // connections served at once
+    unsigned httpThreads = 64;  // connections served at once; a kept-alive one holds its thread
     std::size_t connQueue = 512;  // connections waiting for a thread; more get 503
     std::string keys;           // file of SHA-256 hex digests of the bearer keys
     std::string jobDir;         // where job folders are made; empty: the temporary folder
