@@ -191,17 +191,18 @@ ListTotals runList(const ListOptions& o, const char* command, const char* verb,
     totals.threads = o.threads > 0 ? o.threads : std::max(1u, std::thread::hardware_concurrency());
     const std::size_t batchSize = std::max<std::size_t>(1, o.batch);
 
-    int fd = STDIN_FILENO;
-    if (o.in != "-") {
+    int fd = o.inFd >= 0 ? o.inFd : STDIN_FILENO;
+    if (o.inFd < 0 && o.in != "-") {
         fd = ::open(o.in.c_str(), O_RDONLY | O_CLOEXEC);
         if (fd < 0) throw std::runtime_error("cannot read " + o.in + ": " + std::strerror(errno));
     }
     struct FdCloser {
         int fd;
+        bool own;
         ~FdCloser() {
-            if (fd != STDIN_FILENO) ::close(fd);
+            if (own) ::close(fd);
         }
-    } closer{fd};
+    } closer{fd, o.inFd < 0 && fd != STDIN_FILENO};
     struct stat st {};
     const std::uint64_t totalBytes =
         (::fstat(fd, &st) == 0 && S_ISREG(st.st_mode)) ? static_cast<std::uint64_t>(st.st_size) : 0;

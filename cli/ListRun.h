@@ -19,6 +19,7 @@ namespace ncoa_cli {
 
 struct ListOptions {
     std::string in, out;
+    int inFd = -1;  // when set, the list is read from this descriptor (the caller's); `in` only names it
     unsigned threads = 0;
     std::size_t batch = 512;
     std::string delimiter = ",";

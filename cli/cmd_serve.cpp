@@ -20,7 +20,7 @@ void addServeCommand(CLI::App& app) {
         "GET /v1/jobs/ID, GET /v1/jobs/ID/result, GET /v1/jobs/ID/report.\n"
         "With --keys FILE every /v1/ request needs \"Authorization: Bearer KEY\"; FILE holds one SHA-256\n"
         "hex digest per line (`ncoa serve --hash-key` reads a key on standard input and prints it, as does\n"
-        "`printf %s KEY | sha256sum`). SIGTERM or SIGINT stops it: the running job finishes first.");
+        "`printf %s KEY | sha256sum`). SIGTERM or SIGINT stops it: the running job finishes first, waiting ones fail.");
     cmd->add_option("--data", o.open.data, "Data set root (the folder holding \"DVD 1\" and \"DVD 2\")");
     cmd->add_option("--kb", o.open.kb, "Name-parser knowledge base folder")->capture_default_str();
     cmd->add_flag("--memory", o.open.memory, "Hold the hash or flat files, bit tables and LCD table in memory");
@@ -30,10 +30,12 @@ void addServeCommand(CLI::App& app) {
     cmd->add_option("--listen", o.listen, "HOST:PORT to listen on (port 0: any free port)")->capture_default_str();
     cmd->add_option("--threads", o.threads, "Threads of a job's run (default: one per core)");
     cmd->add_option("--http-threads", o.httpThreads, "Connections served at once")->capture_default_str();
+    cmd->add_option("--conn-queue", o.connQueue, "Connections waiting for a thread; more get 503")
+        ->capture_default_str();
     cmd->add_option("--keys", o.keys, "File of SHA-256 hex digests of the bearer keys, one a line");
     cmd->add_option("--job-dir", o.jobDir, "Folder for the jobs' files (default: the temporary folder)");
     cmd->add_option("--job-ttl", o.jobTtl, "Seconds a finished job's files are kept")->capture_default_str();
-    cmd->add_option("--queue", o.queue, "Jobs arriving or waiting at once; more get 503")->capture_default_str()
+    cmd->add_option("--queue", o.queue, "Jobs running or waiting at once (a waiting job's upload is not read meanwhile); more get 503")->capture_default_str()
         ->check(CLI::PositiveNumber);
     cmd->add_option("--max-body", o.maxBody, "Bytes of a JSON request")->capture_default_str();
     cmd->add_option("--max-upload", o.maxUpload, "Bytes of a job's list")->capture_default_str();

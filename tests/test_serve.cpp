@@ -19,6 +19,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <set>
 #include <sstream>
 #include <string>
 #include <thread>
@@ -77,16 +78,26 @@ protected:
         ASSERT_EQ(digest, sha256("alpha-key") + "\n");
         std::ofstream(dir / "keys") << "# two customers\n" << digest << sha256("beta-key") << "  beta\n";
 
+        const std::string keys = (dir / "keys").string(), jobs = (dir / "jobs").string();
+        pid = launch({"--keys", keys, "--job-dir", jobs, "--job-ttl", "5", "--queue", "1", "--max-body", "65536",
+                      "--max-batch", "400", "--threads", "2"},
+                     port);
+        ASSERT_GT(port, 0);
+    }
+    // Starts `ncoa serve` on the sample set on a free loopback port.
+    static pid_t launch(const std::vector<std::string>& options, int& portOut) {
+        std::vector<std::string> args{"ncoa", "serve", "--data", data, "--listen", "127.0.0.1:0"};
+        args.insert(args.end(), options.begin(), options.end());
         int out[2];
-        ASSERT_EQ(::pipe(out), 0);
-        pid = ::fork();
-        if (pid == 0) {
+        if (::pipe(out) != 0) return -1;
+        const pid_t child = ::fork();
+        if (child == 0) {
             ::dup2(out[1], 1);
             ::close(out[0]);
-            const std::string keys = (dir / "keys").string(), jobs = (dir / "jobs").string();
-            ::execl(kNcoa.c_str(), "ncoa", "serve", "--data", data.c_str(), "--listen", "127.0.0.1:0", "--keys",
-                    keys.c_str(), "--job-dir", jobs.c_str(), "--job-ttl", "2", "--queue", "1", "--max-body", "65536",
-                    "--max-batch", "400", "--threads", "2", static_cast<char*>(nullptr));
+            std::vector<char*> argv;
+            for (std::string& a : args) argv.push_back(a.data());
+            argv.push_back(nullptr);
+            ::execv(kNcoa.c_str(), argv.data());
             ::_exit(127);
         }
         ::close(out[1]);
@@ -95,8 +106,8 @@ protected:
         while (::read(out[0], &c, 1) == 1 && c != '\n') line += c;
         ::close(out[0]);
         const std::size_t colon = line.rfind(':');
-        ASSERT_NE(colon, std::string::npos) << "server said: " << line;
-        port = std::stoi(line.substr(colon + 1));
+        portOut = colon == std::string::npos ? -1 : std::stoi(line.substr(colon + 1));
+        return child;
     }
     static void TearDownTestSuite() {
         if (pid > 0) {
@@ -119,11 +130,12 @@ protected:
 
     // Sends raw bytes and returns what came back before the server closed or
     // `seconds` passed.
-    static std::string raw(const std::string& bytes, int seconds, bool keepOpen = false, int* fdOut = nullptr) {
+    static std::string raw(const std::string& bytes, int seconds, bool keepOpen = false, int* fdOut = nullptr,
+                           int to = port) {
         const int fd = ::socket(AF_INET, SOCK_STREAM, 0);
         sockaddr_in a{};
         a.sin_family = AF_INET;
-        a.sin_port = htons(static_cast<std::uint16_t>(port));
+        a.sin_port = htons(static_cast<std::uint16_t>(to));
         a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
         if (::connect(fd, reinterpret_cast<sockaddr*>(&a), sizeof a) != 0) return "";
         ::send(fd, bytes.data(), bytes.size(), MSG_NOSIGNAL);
@@ -140,17 +152,47 @@ protected:
         return got;
     }
 
+    // Polls until `done()` holds, for at most a minute; says whether it did.
+    template <typename Pred>
+    static bool waitFor(Pred done) {
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+        while (!done()) {
+            if (std::chrono::steady_clock::now() > deadline) return false;
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        }
+        return true;
+    }
+    static json jobState(const std::string& id) { return body(client().Get(("/v1/jobs/" + id).c_str())); }
+    static json waitEnd(json j) {
+        waitFor([&] {
+            j = jobState(j["id"]);
+            return j["state"] == "done" || j["state"] == "failed";
+        });
+        return j;
+    }
+    // The ids of the jobs whose folders exist.
+    static std::set<std::string> jobFolders() {
+        std::set<std::string> ids;
+        for (const auto& root : fs::directory_iterator(dir / "jobs"))
+            for (const auto& job : fs::directory_iterator(root.path())) ids.insert(job.path().filename().string());
+        return ids;
+    }
+    // The job an upload still under way made: its folder is its only trace.
+    static std::string newJob(const std::set<std::string>& before) {
+        std::string id;
+        waitFor([&] {
+            for (const std::string& j : jobFolders())
+                if (!before.count(j)) id = j;
+            return !id.empty();
+        });
+        return id;
+    }
+
     // Uploads the sample list and waits for the job to end.
     static json runJob(const std::string& query = "") {
-        auto c = client();
-        auto r = c.Post(("/v1/jobs" + query).c_str(), slurp(kList), "text/csv");
+        auto r = client().Post(("/v1/jobs" + query).c_str(), slurp(kList), "text/csv");
         if (!r || r->status != 202) return json();
-        json j = body(r);
-        for (int i = 0; i < 200 && j["state"] != "done" && j["state"] != "failed"; ++i) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(50));
-            j = body(c.Get(("/v1/jobs/" + j["id"].get<std::string>()).c_str()));
-        }
-        return j;
+        return waitEnd(body(r));
     }
 
     static inline fs::path dir;
@@ -300,30 +342,116 @@ TEST_F(Serve, JobResultIsTheMatchCommandsFileAndStaysWithItsKey) {
     // A list without the columns of a lookup fails with the reason.
     auto bad = c.Post("/v1/jobs", "Colour,Size\nred,9\n", "text/csv");
     ASSERT_EQ(bad->status, 202);
-    json f = body(bad);
-    for (int i = 0; i < 100 && f["state"] != "failed" && f["state"] != "done"; ++i) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));
-        f = body(c.Get(("/v1/jobs/" + f["id"].get<std::string>()).c_str()));
-    }
+    const json f = waitEnd(body(bad));
     EXPECT_EQ(f["state"], "failed");
     EXPECT_EQ(c.Get(("/v1/jobs/" + f["id"].get<std::string>() + "/result").c_str())->status, 409);
 
-    // While one upload holds the only place in the queue, another is turned away.
+    // Finished jobs go after --job-ttl (5 s), files and all.
+    EXPECT_TRUE(waitFor([&] { return c.Get(("/v1/jobs/" + id).c_str())->status == 404; }));
+    EXPECT_TRUE(waitFor([&] { return jobFolders().empty(); }));
+}
+
+// The list is matched while it arrives: the run has answered rows before the
+// upload is over, and what comes back is still `ncoa match`'s file. An upload
+// that breaks off leaves a failed job and no file at all.
+TEST_F(Serve, ListIsMatchedWhileItArrives) {
+    // Eight copies of the sample's rows: several of the pipeline's batches.
+    const std::string sample = slurp(kList);
+    const std::size_t headEnd = sample.find('\n') + 1;
+    std::string list = sample;
+    for (int i = 1; i < 8; ++i) list += sample.substr(headEnd);
+    std::ofstream(dir / "big.csv", std::ios::binary) << list;
+    ASSERT_EQ(std::system(("'" + kNcoa + "' match --data '" + data + "' --in '" + (dir / "big.csv").string() +
+                           "' --out '" + (dir / "big-m.csv").string() + "' 2>/dev/null").c_str()),
+              0);
+
+    // In chunks of 7 bytes; halfway, the upload waits until rows are answered.
+    std::set<std::string> before = jobFolders();
+    std::size_t sent = 0;
+    json midway;
+    auto c = client();
+    auto r = c.Post(
+        "/v1/jobs",
+        [&](std::size_t, httplib::DataSink& sink) {
+            if (sent >= list.size() / 2 && midway.is_null()) {
+                const std::string id = newJob(before);
+                waitFor([&] {
+                    midway = jobState(id);
+                    return midway.value("records", 0) > 0;
+                });
+            }
+            const std::size_t n = std::min<std::size_t>(7, list.size() - sent);
+            sink.write(list.data() + sent, n);
+            sent += n;
+            if (sent == list.size()) sink.done();
+            return true;
+        },
+        "text/csv");
+    ASSERT_TRUE(r);
+    ASSERT_EQ(r->status, 202) << r->body;
+    EXPECT_EQ(midway["state"], "running") << midway.dump();
+    EXPECT_GT(midway.value("records", 0), 0) << midway.dump();
+    EXPECT_LT(midway.value("bytes", list.size()), list.size());
+    const json j = waitEnd(body(r));
+    ASSERT_EQ(j["state"], "done") << j.dump();
+    EXPECT_EQ(j["records"], 318 * 8);
+    EXPECT_EQ(j["estimate"], 318 * 8);
+    EXPECT_EQ(c.Get(("/v1/jobs/" + j["id"].get<std::string>() + "/result").c_str())->body,
+              slurp((dir / "big-m.csv").string()));
+
+    // Half a list, then the client goes. While it holds the only place in
+    // the queue (--queue 1), another upload is turned away.
+    before = jobFolders();
     int held = -1;
-    raw("POST /v1/jobs HTTP/1.1\r\nHost: x\r\nAuthorization: Bearer alpha-key\r\nContent-Length: 1000\r\n\r\nName,",
+    raw("POST /v1/jobs HTTP/1.1\r\nHost: x\r\nAuthorization: Bearer alpha-key\r\nContent-Length: " +
+            std::to_string(list.size()) + "\r\n\r\n" + list.substr(0, list.size() / 2),
         0, true, &held);
-    std::this_thread::sleep_for(std::chrono::milliseconds(300));
-    auto full = c.Post("/v1/jobs", slurp(kList), "text/csv");
+    const std::string id = newJob(before);
+    ASSERT_FALSE(id.empty());
+    EXPECT_TRUE(waitFor([&] { return jobState(id).value("records", 0) > 0; }));
+    auto full = c.Post("/v1/jobs", sample, "text/csv");
     ASSERT_TRUE(full);
     EXPECT_EQ(full->status, 503);
     EXPECT_FALSE(full->get_header_value("Retry-After").empty());
     ::close(held);
-    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    const json broken = waitEnd(json{{"id", id}});
+    EXPECT_EQ(broken["state"], "failed");
+    EXPECT_NE(broken.value("error", "").find("broke off"), std::string::npos) << broken.dump();
+    EXPECT_EQ(c.Get(("/v1/jobs/" + id + "/result").c_str())->status, 409);
+    EXPECT_EQ(c.Get(("/v1/jobs/" + id + "/report").c_str())->status, 409);
+    for (const auto& root : fs::directory_iterator(dir / "jobs")) {
+        if (fs::exists(root.path() / id)) {
+            EXPECT_TRUE(fs::is_empty(root.path() / id)) << "a broken job's file stayed";
+        }
+    }
+}
 
-    // Finished jobs go after --job-ttl (2 s), files and all.
-    std::this_thread::sleep_for(std::chrono::seconds(4));
-    EXPECT_EQ(c.Get(("/v1/jobs/" + id).c_str())->status, 404);
-    EXPECT_TRUE(fs::is_empty(dir / "jobs" / fs::directory_iterator(dir / "jobs")->path().filename()));
+// Connections beyond the threads and the waiting room are answered 503 at
+// once; the ones admitted are all served.
+TEST_F(Serve, AFullConnectionQueueAnswers503) {
+    int p = 0;
+    const pid_t small = launch({"--http-threads", "1", "--conn-queue", "1"}, p);
+    ASSERT_GT(p, 0);
+    // One connection holds the thread and one waits, both with their headers unfinished.
+    int held[2];
+    for (int& fd : held) raw("GET /healthz HTTP/1.1\r\nHost: x\r\n", 0, true, &fd, p);
+    const std::string refused = raw("GET /healthz HTTP/1.1\r\nHost: x\r\n\r\n", 30, false, nullptr, p);
+    EXPECT_EQ(refused.rfind("HTTP/1.1 503", 0), 0u) << refused;
+    EXPECT_NE(refused.find("Retry-After: 1"), std::string::npos) << refused;
+    for (int fd : held) {
+        ::send(fd, "Connection: close\r\n\r\n", 21, MSG_NOSIGNAL);
+        timeval tv{30, 0};
+        ::setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &tv, sizeof tv);
+        std::string got;
+        char buf[4096];
+        for (ssize_t n; (n = ::recv(fd, buf, sizeof buf, 0)) > 0;) got.append(buf, static_cast<std::size_t>(n));
+        ::close(fd);
+        EXPECT_EQ(got.rfind("HTTP/1.1 200", 0), 0u) << got;
+    }
+    ::kill(small, SIGTERM);
+    int status = 0;
+    ::waitpid(small, &status, 0);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "status " << status;
 }
 
 TEST_F(Serve, EveryDocumentedRouteIsServedAndNoOther) {

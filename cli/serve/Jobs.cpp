@@ -2,6 +2,8 @@
 
 #include <fmt/core.h>
 
+#include <unistd.h>
+
 #include <filesystem>
 #include <random>
 #include <stdexcept>
@@ -20,6 +22,16 @@ const char* stateName(int state) {
 }
 
 namespace {
+
+// Fails a job that will not run (again): its state first, so that the
+// upload's writer, seeing the pipe closed, finds the job failed.
+void fail(Job& job, const std::string& why) {
+    job.error = why;
+    job.finished = std::chrono::steady_clock::now();
+    job.state = Job::kFailed;
+    if (job.inFd >= 0) ::close(job.inFd);
+    job.inFd = -1;
+}
 
 // 128 random bits: a job's id is its only name, so it must not be guessed.
 std::string newId() {
@@ -65,12 +77,11 @@ std::shared_ptr<Job> JobQueue::open(const std::string& owner, JobSettings settin
     return job;
 }
 
-void JobQueue::submit(const std::shared_ptr<Job>& job) {
+void JobQueue::submit(const std::shared_ptr<Job>& job, int readFd) {
     std::lock_guard<std::mutex> lock(mu_);
+    job->inFd = readFd;
     if (stopping_) {
-        job->error = "the server stopped before the job ran";
-        job->finished = std::chrono::steady_clock::now();
-        job->state = Job::kFailed;
+        fail(*job, "the server stopped before the job ran");
         --pending_;
         return;
     }
@@ -96,20 +107,19 @@ std::shared_ptr<Job> JobQueue::find(const std::string& id, const std::string& ow
     return it->second;
 }
 
-void JobQueue::stop() {
-    {
-        std::lock_guard<std::mutex> lock(mu_);
-        if (stopping_ && !worker_.joinable()) return;
-        stopping_ = true;
-        for (const auto& job : waiting_) {
-            job->error = "the server stopped before the job ran";
-            job->finished = std::chrono::steady_clock::now();
-            job->state = Job::kFailed;
-            --pending_;
-        }
-        waiting_.clear();
-        cv_.notify_all();
+void JobQueue::refuse() {
+    std::lock_guard<std::mutex> lock(mu_);
+    stopping_ = true;
+    for (const auto& job : waiting_) {
+        fail(*job, "the server stopped before the job ran");
+        --pending_;
     }
+    waiting_.clear();
+    cv_.notify_all();
+}
+
+void JobQueue::stop() {
+    refuse();
     if (worker_.joinable()) worker_.join();
 }
 
@@ -127,7 +137,6 @@ void JobQueue::work() {
             }
             job = waiting_.front();
             waiting_.pop_front();
-            --pending_;
         }
         run(*job);
         expire();
@@ -139,7 +148,8 @@ void JobQueue::run(Job& job) {
     job.state = Job::kRunning;
     try {
         ListOptions lo;
-        lo.in = job.spoolPath();
+        lo.in = "the list";
+        lo.inFd = job.inFd;
         lo.out = job.resultPath();
         lo.threads = threads_;
         lo.noProgress = true;
@@ -156,27 +166,36 @@ void JobQueue::run(Job& job) {
             };
             return w;
         };
-        const ListTotals t = runList(lo, "ncoa serve", "matching", start);
+        // The result takes its name only after the report, and only when
+        // the list came whole: a broken upload leaves neither.
+        qvncoa_cumulativeStatsRecord_t stats{};
+        const ListTotals t = runList(lo, "ncoa serve", "matching", start, [&](const ListTotals& totals) {
+            if (job.uploadBroken) throw std::runtime_error(job.uploadError);
+            stats = totals.stats;
+            const std::string& name = job.settings.listName.empty() ? job.id : job.settings.listName;
+            std::snprintf(stats.listName, sizeof stats.listName, "%s", name.c_str());
+            stats.processingCategory = 3;  // NORMAL
+            stats.matchingLogic = job.settings.mode;
+            stats.classOfMail = 'A';
+            stats.dateProcessed = static_cast<double>(std::time(nullptr));
+            writeSummaryReport(job.reportPath(), stats);
+        });
         job.malformed = t.malformed;
         job.failed = t.failed;
-        qvncoa_cumulativeStatsRecord_t stats = t.stats;
-        const std::string& name = job.settings.listName.empty() ? job.id : job.settings.listName;
-        std::snprintf(stats.listName, sizeof stats.listName, "%s", name.c_str());
-        stats.processingCategory = 3;  // NORMAL
-        stats.matchingLogic = job.settings.mode;
-        stats.classOfMail = 'A';
-        stats.dateProcessed = static_cast<double>(std::time(nullptr));
-        writeSummaryReport(job.reportPath(), stats);
         job.stats = stats;
         job.finished = std::chrono::steady_clock::now();
+        std::lock_guard<std::mutex> lock(mu_);
+        --pending_;  // before the state: whoever sees the job ended finds its place free
         job.state = Job::kDone;
+        ::close(job.inFd);
+        job.inFd = -1;
     } catch (const std::exception& e) {
-        job.error = e.what();
-        job.finished = std::chrono::steady_clock::now();
-        job.state = Job::kFailed;
+        std::error_code ec;
+        fs::remove(job.reportPath(), ec);
+        std::lock_guard<std::mutex> lock(mu_);
+        --pending_;
+        fail(job, e.what());
     }
-    std::error_code ec;
-    fs::remove(job.spoolPath(), ec);
 }
 
 void JobQueue::expire() {

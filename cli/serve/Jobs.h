@@ -1,10 +1,12 @@
 // The jobs of `ncoa serve`: uploaded lists run one after the other through
 // the `ncoa match` pipeline on the server's one data object.
 //
-// Left to the implementer: the upload is spooled to a file in the job's own
-// folder before the run (the list pipeline reads a file; a stalled upload
-// then never holds the worker), and one job runs at a time, with every
-// thread, so a job's progress and memory stay those of `ncoa match`.
+// A job's list is not kept: the request's body goes into a pipe as it
+// arrives and the run reads the pipe, so the upload is matched while it
+// comes in and the pipe's buffer is all that waits between the two; when the
+// run is slower, the writer blocks and the connection stops being read. One
+// job runs at a time, with every thread, so a job's progress and memory stay
+// those of `ncoa match`; a job waiting its turn holds its connection unread.
 #pragma once
 
 #include <atomic>
@@ -35,14 +37,21 @@ struct Job {
     JobSettings settings;
     std::atomic<int> state{kReceiving};
     std::atomic<std::uint64_t> records{0};
-    std::uint64_t estimate = 0;  // rows of the upload, counted by its line breaks
-    std::uint64_t bytes = 0;
+    // Rows of the list: while it arrives, its line breaks so far scaled up to
+    // the Content-Length; once whole, its line breaks less the header.
+    std::atomic<std::uint64_t> estimate{0};
+    std::atomic<std::uint64_t> bytes{0};  // of the list, received so far
+    std::uint64_t length = 0;    // Content-Length; 0 when sent in chunks
+    // The upload ended before the list did: the run fails instead of taking
+    // what came as the whole list. uploadError is written before.
+    std::atomic<bool> uploadBroken{false};
+    std::string uploadError;
+    int inFd = -1;               // the pipe's read end, owned by the queue
     std::string error;           // set before state becomes kFailed
     qvncoa_cumulativeStatsRecord_t stats{};  // whole once state is kDone
     std::uint64_t malformed = 0, failed = 0;
     std::chrono::steady_clock::time_point started{}, finished{};
 
-    std::string spoolPath() const { return dir + "/upload.csv"; }
     std::string resultPath() const { return dir + "/result.csv"; }
     std::string reportPath() const { return dir + "/report.txt"; }
 };
@@ -51,22 +60,26 @@ const char* stateName(int state);
 
 class JobQueue {
 public:
-    // Jobs live under `root`; at most `capacity` wait or arrive at once;
+    // Jobs live under `root`; at most `capacity` run or wait at once;
     // finished jobs go, files and all, `ttlSeconds` after they end.
     JobQueue(void* dataObj, std::string dataRoot, std::string root, std::size_t capacity, unsigned threads,
              long ttlSeconds);
     ~JobQueue();
 
-    // A new job receiving its upload, or null when the queue is full.
+    // A new job, or null when the queue is full.
     std::shared_ptr<Job> open(const std::string& owner, JobSettings settings);
-    // The upload is whole: the job waits its turn.
-    void submit(const std::shared_ptr<Job>& job);
-    // The upload failed: the job and its files go.
+    // The job waits its turn, then runs on what arrives on `readFd` (which
+    // the queue closes once the run has ended, failed or not).
+    void submit(const std::shared_ptr<Job>& job, int readFd);
+    // A job that never got submitted: it and its files go.
     void drop(const std::shared_ptr<Job>& job);
     // The job of that owner, or null (another owner's job is not found).
     std::shared_ptr<Job> find(const std::string& id, const std::string& owner);
 
-    // Stops taking jobs: the running one finishes, waiting ones fail.
+    // Takes no more jobs and fails the waiting ones (their uploads' writers
+    // see the pipe closed); the running one goes on.
+    void refuse();
+    // refuse(), then waits for the running job to end.
     void stop();
 
 private:
@@ -83,7 +96,7 @@ private:
     std::condition_variable cv_;
     std::map<std::string, std::shared_ptr<Job>> jobs_;
     std::deque<std::shared_ptr<Job>> waiting_;
-    std::size_t pending_ = 0;  // receiving or waiting
+    std::size_t pending_ = 0;  // opened and not yet ended
     bool stopping_ = false;
     std::thread worker_;
 };

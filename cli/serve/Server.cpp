@@ -4,6 +4,7 @@
 #include <openssl/evp.h>
 #include <pthread.h>
 #include <signal.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <fcntl.h>
 #include <unistd.h>
@@ -25,6 +26,7 @@
 
 #include "../Answer.h"
 #include "../Columns.h"
+#include "ConnectionPool.h"
 #include "Jobs.h"
 
 namespace ncoa_cli {
@@ -81,15 +83,30 @@ void sendError(httplib::Response& res, int status, const std::string& text) { se
 // behind it, so the unread body is never taken for the next request. (This
 // version of the HTTP library closes a connection only when a response fails
 // to write, so the body's writer reports failure once it has written all.)
-void refuseAndClose(httplib::Response& res, int status, const std::string& text) {
+void answerAndClose(httplib::Response& res, int status, const json& j) {
     res.status = status;
-    auto body = std::make_shared<std::string>(json{{"code", status}, {"text", text}}.dump());
+    auto body = std::make_shared<std::string>(j.dump(-1, ' ', false, json::error_handler_t::replace));
     res.set_header("Connection", "close");
     res.set_content_provider(body->size(), "application/json",
                              [body](std::size_t offset, std::size_t length, httplib::DataSink& sink) {
                                  sink.write(body->data() + offset, length);
                                  return false;
                              });
+}
+void refuseAndClose(httplib::Response& res, int status, const std::string& text) {
+    answerAndClose(res, status, json{{"code", status}, {"text", text}});
+}
+
+// Writes all of it, however the pipe takes it; false once the reader is gone.
+bool writeAll(int fd, const char* data, std::size_t len) {
+    while (len > 0) {
+        const ssize_t n = ::write(fd, data, len);
+        if (n < 0 && errno == EINTR) continue;
+        if (n <= 0) return false;
+        data += n;
+        len -= static_cast<std::size_t>(n);
+    }
+    return true;
 }
 
 void sendJson(httplib::Response& res, const json& j, int status = 200) {
@@ -216,7 +233,7 @@ json jobStatus(const Job& job) {
     const int state = job.state;
     const auto now = std::chrono::steady_clock::now();
     json j{{"id", job.id}, {"state", stateName(state)}, {"records", job.records.load()},
-           {"estimate", job.estimate}, {"bytes", job.bytes}};
+           {"estimate", job.estimate.load()}, {"bytes", job.bytes.load()}};
     if (state >= Job::kRunning) {
         const auto end = state == Job::kRunning ? now : job.finished;
         const double secs = std::chrono::duration<double>(end - job.started).count();
@@ -310,7 +327,16 @@ int runServer(const ServeOptions& o) {
 
     httplib::Server svr;
     const unsigned httpThreads = std::max(1u, o.httpThreads);
-    svr.new_task_queue = [httpThreads] { return new httplib::ThreadPool(httpThreads); };
+    const std::size_t connQueue = o.connQueue;
+    svr.new_task_queue = [httpThreads, connQueue] { return new ConnectionPool(httpThreads, connQueue); };
+    // The library listens with a backlog of 5: a burst of reconnections
+    // overflows it and costs a client a SYN retry of a second or more. The
+    // listening socket is taken here and given the system's backlog once bound.
+    int listenFd = -1;
+    svr.set_socket_options([&listenFd](int fd) {
+        httplib::default_socket_options(fd);
+        listenFd = fd;
+    });
     // Sizes are checked on the headers by the pre-routing handler below, which
     // answers and closes at once; the library's own check would read (and
     // drop) the whole body before closing.
@@ -333,6 +359,11 @@ int runServer(const ServeOptions& o) {
 
     // Before any body is read: the key, and the size the route allows.
     svr.set_pre_routing_handler([&](const httplib::Request& req, httplib::Response& res) {
+        if (ConnectionPool::refusing()) {
+            res.set_header("Retry-After", "1");
+            refuseAndClose(res, 503, "the server is busy; try again later");
+            return httplib::Server::HandlerResponse::Handled;
+        }
         if (req.path.rfind("/v1/", 0) == 0) {
             std::string owner;
             if (!ownerOf(req, owner)) {
@@ -435,37 +466,66 @@ int runServer(const ServeOptions& o) {
         for (std::size_t i = 0; i < req.get_param_value_count("map"); ++i)
             settings.maps.push_back(req.get_param_value("map", i));
         settings.listName = req.get_param_value("list_name");
+        // Checked against --max-upload by the pre-routing handler.
+        const std::uint64_t length =
+            req.has_header("Content-Length") ? std::strtoull(req.get_header_value("Content-Length").c_str(), nullptr, 10) : 0;
+        if (req.has_header("Content-Length") && length == 0) return refuseAndClose(res, 400, "the list is empty");
         std::shared_ptr<Job> job = jobs.open(owner, settings);
         if (!job) {
             res.set_header("Retry-After", "30");
             return refuseAndClose(res, 503, "the job queue is full; try again later");
         }
-        std::FILE* spool = std::fopen(job->spoolPath().c_str(), "wb");
-        bool tooBig = false, ok = spool != nullptr;
+        int pipeFds[2];
+        if (::pipe2(pipeFds, O_CLOEXEC) != 0) {
+            jobs.drop(job);
+            return refuseAndClose(res, 500, std::string("cannot make the job's pipe: ") + std::strerror(errno));
+        }
+        job->length = length;
+        jobs.submit(job, pipeFds[0]);
+
+        // The body goes to the run as it arrives; the pipe's buffer is all
+        // that is held, and a full pipe stops the reading.
+        bool tooBig = false, runGone = false;
         std::uint64_t lines = 0;
         char lastByte = '\n';
-        if (ok) {
-            ok = reader([&](const char* data, std::size_t len) {
-                if (job->bytes + len > o.maxUpload) {
-                    tooBig = true;
-                    return false;
-                }
-                job->bytes += len;
-                lines += static_cast<std::uint64_t>(std::count(data, data + len, '\n'));
-                if (len > 0) lastByte = data[len - 1];
-                return std::fwrite(data, 1, len, spool) == len;
-            });
-            if (std::fclose(spool) != 0) ok = false;
+        const bool whole = reader([&](const char* data, std::size_t len) {
+            const std::uint64_t before = job->bytes;
+            if (before + len > o.maxUpload) {
+                tooBig = true;
+                return false;
+            }
+            lines += static_cast<std::uint64_t>(std::count(data, data + len, '\n'));
+            if (len > 0) lastByte = data[len - 1];
+            if (!writeAll(pipeFds[1], data, len)) {
+                runGone = true;
+                return false;
+            }
+            const std::uint64_t now = before + len;
+            job->bytes = now;
+            job->estimate = length > now ? static_cast<std::uint64_t>(static_cast<double>(lines) *
+                                                                      static_cast<double>(length) /
+                                                                      static_cast<double>(now))
+                                         : lines;
+            return true;
+        });
+        const std::uint64_t bytes = job->bytes;
+        if (whole && bytes > 0) {
+            const std::uint64_t rows = lines + (lastByte != '\n' ? 1 : 0);
+            job->estimate = rows > 0 ? rows - 1 : 0;  // less the header
+        } else if (!runGone) {
+            job->uploadError = tooBig      ? fmt::format("a list may hold at most {} bytes", o.maxUpload)
+                               : bytes == 0 ? std::string("the list is empty")
+                                            : fmt::format("the upload broke off after {} bytes", bytes);
+            job->uploadBroken = true;
         }
-        if (!ok || job->bytes == 0) {
-            jobs.drop(job);
-            if (tooBig) return refuseAndClose(res, 413, fmt::format("a list may hold at most {} bytes", o.maxUpload));
-            return refuseAndClose(res, 400, job->bytes == 0 ? "the list is empty" : "the upload failed");
-        }
-        if (lastByte != '\n') ++lines;
-        job->estimate = lines > 0 ? lines - 1 : 0;  // less the header
-        jobs.submit(job);
+        ::close(pipeFds[1]);
         res.set_header("Location", "/v1/jobs/" + job->id);
+        if (tooBig) return refuseAndClose(res, 413, job->uploadError);
+        if (whole && bytes == 0) return refuseAndClose(res, 400, job->uploadError);
+        if (!whole && !runGone) return refuseAndClose(res, 400, job->uploadError);  // the client is most likely gone
+        // The run stopped reading (its list was refused, or the server is
+        // stopping): the job, failed, says why; the rest of the body is not read.
+        if (runGone) return answerAndClose(res, 202, jobStatus(*job));
         sendJson(res, jobStatus(*job), 202);
     });
 
@@ -502,9 +562,12 @@ int runServer(const ServeOptions& o) {
         bound = -1;
     if (bound < 0) throw std::runtime_error("cannot listen on " + o.listen);
 
-    std::thread signals([&svr, &stopSignals] {
+    if (listenFd >= 0) ::listen(listenFd, SOMAXCONN);
+
+    std::thread signals([&svr, &jobs, &stopSignals] {
         int sig = 0;
         sigwait(&stopSignals, &sig);
+        jobs.refuse();  // waiting uploads are let go before the pool waits for its threads
         svr.stop();
     });
     fmt::print("ncoa serve: listening on http://{}:{}\n", host, bound);

@@ -107,7 +107,8 @@ try:
 
     ws.call("Page.enable")
     ws.call("Page.navigate", url=f"http://127.0.0.1:{port}/")
-    for _ in range(100):
+    deadline = time.time() + 60
+    while time.time() < deadline:
         if ws.js("document.readyState") == "complete" and ws.js("document.getElementById('info').textContent"):
             break
         time.sleep(0.1)
@@ -115,10 +116,9 @@ try:
     node = ws.call("DOM.querySelector", nodeId=root, selector="#file")["nodeId"]
     ws.call("DOM.setFileInputFiles", nodeId=node, files=[lst])
     state = None
-    for _ in range(300):
+    deadline = time.time() + 120
+    while not state and time.time() < deadline:
         state = ws.js("document.body.dataset.state")
-        if state:
-            break
         time.sleep(0.1)
     if state != "done":
         fail("the page ended " + str(state) + ": " + str(ws.js("document.getElementById('err').textContent")))
