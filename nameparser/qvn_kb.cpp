@@ -100,24 +100,42 @@ bool validDefinition(const std::string& s) {
   return true;
 }
 
+std::string pathOf(const std::string& dir, const char* name) {
+  std::string path = dir;
+  if (!path.empty() && path.back() != '/') path += '/';
+  return path + name;
+}
+
 }  // namespace
 
+int32_t KnowledgeBase::readFiles(const std::string& dir, std::vector<std::string>& texts, std::string& err) {
+  texts.assign(sizeof kFiles / sizeof kFiles[0], std::string());
+  for (size_t i = 0; i < texts.size(); ++i) {
+    int32_t rc = readWhole(pathOf(dir, kFiles[i].name), texts[i], err);
+    if (rc != QVN_OK) return rc;
+  }
+  return QVN_OK;
+}
+
 int32_t KnowledgeBase::load(const std::string& dir, std::string& err) {
+  std::vector<std::string> texts;
+  int32_t rc = readFiles(dir, texts, err);
+  return rc != QVN_OK ? rc : load(dir, texts, err);
+}
+
+int32_t KnowledgeBase::load(const std::string& dir, const std::vector<std::string>& texts, std::string& err) {
   pending_.clear();
   definitions_.clear();
   phrases_.clear();
-  for (const ListFile& lf : kFiles) {
-    std::string path = dir;
-    if (!path.empty() && path.back() != '/') path += '/';
-    path += lf.name;
+  for (size_t fileNo = 0; fileNo < texts.size() && fileNo < sizeof kFiles / sizeof kFiles[0]; ++fileNo) {
+    const ListFile& lf = kFiles[fileNo];
+    const std::string path = pathOf(dir, lf.name);
     if (lf.kind == FK_SURNAME_FREQ || lf.kind == FK_GIVEN_FREQ) {
-      int32_t rc = loadFrequencies(path, lf.kind == FK_GIVEN_FREQ, err);
+      int32_t rc = loadFrequencies(path, texts[fileNo], lf.kind == FK_GIVEN_FREQ, err);
       if (rc != QVN_OK) return rc;
       continue;
     }
-    std::string text;
-    int32_t rc = readWhole(path, text, err);
-    if (rc != QVN_OK) return rc;
+    std::string text = texts[fileNo];
     if (text.compare(0, 3, "\xEF\xBB\xBF") == 0) text.erase(0, 3);
 
     std::set<std::string> seen;
@@ -179,10 +197,8 @@ int32_t KnowledgeBase::load(const std::string& dir, std::string& err) {
 // "NAME FIGURE" (surnames) or "NAME MALE FEMALE" (given names) a line, as
 // scripts/make_namekb.py writes them. Tens of thousands of lines, so read
 // without the per-line strings of the word lists.
-int32_t KnowledgeBase::loadFrequencies(const std::string& path, bool given, std::string& err) {
-  std::string text;
-  int32_t rc = readWhole(path, text, err);
-  if (rc != QVN_OK) return rc;
+int32_t KnowledgeBase::loadFrequencies(const std::string& path, const std::string& text, bool given,
+                                       std::string& err) {
   const char* p = text.c_str();
   const char* end = p + text.size();
   for (unsigned lineNo = 1; p < end; ++lineNo) {

@@ -45,6 +45,11 @@ class KnowledgeBase {
   // status with err saying which file and line.
   int32_t load(const std::string& dir, std::string& err);
 
+  // The same in two steps: the bytes of every list file of dir, in a fixed
+  // order, then the lists built from those bytes (dir only names them in err).
+  static int32_t readFiles(const std::string& dir, std::vector<std::string>& texts, std::string& err);
+  int32_t load(const std::string& dir, const std::vector<std::string>& texts, std::string& err);
+
   // Classes and frequencies of an upper-case word; all 0 when it is unknown.
   WordInfo info(const char* w, size_t len) const {
     WordInfo out;
@@ -103,7 +108,7 @@ class KnowledgeBase {
   }
   void add(const Pending& p);
   void buildTable();
-  int32_t loadFrequencies(const std::string& path, bool given, std::string& err);
+  int32_t loadFrequencies(const std::string& path, const std::string& text, bool given, std::string& err);
 
   std::vector<Pending> pending_;
   std::vector<std::vector<std::string>> phrases_;  // suffix phrases, word by word

@@ -1,7 +1,14 @@
-// The C interface of the engine. The handle owns the knowledge base; after
+// The C interface of the engine. The handle holds the knowledge base; after
 // proxy__qv_lkm_locale_load nothing in it changes, so proxy__qv_parse needs
 // no lock. Failures are kept per thread, not per handle, because one handle
 // serves many threads at once.
+//
+// Building the lists is most of the cost of opening a data set, and a
+// process often opens the same one again (a service reopening a set, a
+// fuzzer trying file after file). So the last few knowledge bases built stay
+// in a process-wide cache and are shared, read-only, by every handle that
+// loads the same bytes from the same folder; the files are read every time,
+// so a changed file is never answered from the cache.
 #include "qv_proxy.h"
 
 #include "qvn_kb.h"
@@ -11,6 +18,10 @@
 #include <sys/stat.h>
 
 #include <atomic>
+#include <deque>
+#include <memory>
+#include <mutex>
+#include <vector>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
@@ -26,7 +37,42 @@ struct Engine {
   std::string path;
   bool pathSet = false;
   std::atomic<bool> loaded{false};
-  qvname::KnowledgeBase kb;
+  std::shared_ptr<const qvname::KnowledgeBase> kb;
+};
+
+class KbCache {
+ public:
+  std::shared_ptr<const qvname::KnowledgeBase> find(const std::string& dir, const std::vector<std::string>& texts) {
+    std::lock_guard<std::mutex> lock(mu_);
+    for (const Entry& e : entries_)
+      if (e.dir == dir && e.texts == texts) return e.kb;
+    return nullptr;
+  }
+  void keep(const std::string& dir, std::vector<std::string> texts, std::shared_ptr<const qvname::KnowledgeBase> kb) {
+    std::lock_guard<std::mutex> lock(mu_);
+    for (auto it = entries_.begin(); it != entries_.end(); ++it)
+      if (it->dir == dir) {
+        entries_.erase(it);
+        break;
+      }
+    entries_.push_front(Entry{dir, std::move(texts), std::move(kb)});
+    if (entries_.size() > kEntries) entries_.pop_back();
+  }
+  // Never destroyed: a handle may be closed by another library's exit code.
+  static KbCache& get() {
+    static KbCache* cache = new KbCache;
+    return *cache;
+  }
+
+ private:
+  static constexpr size_t kEntries = 4;
+  struct Entry {
+    std::string dir;
+    std::vector<std::string> texts;
+    std::shared_ptr<const qvname::KnowledgeBase> kb;
+  };
+  std::mutex mu_;
+  std::deque<Entry> entries_;
 };
 
 struct LastError {
@@ -146,8 +192,17 @@ QV_PROXY_API int32_t proxy__qv_lkm_locale_load(void* handle, int32_t code, int32
     return fail(QVN_E_NO_KB_PATH, "proxy__qv_lkm_locale_load: knowledge base path not set");
   try {
     std::string err;
-    int32_t rc = e->kb.load(e->path, err);
+    std::vector<std::string> texts;
+    int32_t rc = qvname::KnowledgeBase::readFiles(e->path, texts, err);
     if (rc != QVN_OK) return fail(rc, "%s", err.substr(0, QV_PROXY_ERROR_SIZE - 1).c_str());
+    e->kb = KbCache::get().find(e->path, texts);
+    if (!e->kb) {
+      auto kb = std::make_shared<qvname::KnowledgeBase>();
+      rc = kb->load(e->path, texts, err);
+      if (rc != QVN_OK) return fail(rc, "%s", err.substr(0, QV_PROXY_ERROR_SIZE - 1).c_str());
+      KbCache::get().keep(e->path, std::move(texts), kb);
+      e->kb = std::move(kb);
+    }
   } catch (const std::bad_alloc&) {
     return fail(QVN_E_NO_MEMORY, "proxy__qv_lkm_locale_load: out of memory");
   }
@@ -163,10 +218,10 @@ QV_PROXY_API int32_t proxy__qv_parse(void* handle, const char* definition, const
     return fail(QVN_E_LOCALE_NOT_LOADED, "proxy__qv_parse: no locale loaded");
   if (input == nullptr || tokens == nullptr)
     return fail(QVN_E_BAD_ARGUMENT, "proxy__qv_parse: input or token array is null");
-  if (definition == nullptr || !e->kb.hasDefinition(definition))
+  if (definition == nullptr || !e->kb->hasDefinition(definition))
     return fail(QVN_E_UNKNOWN_DEFINITION, "unknown parse definition \"%s\"",
                 definition ? shown(definition).c_str() : "(null)");
-  qvname::parseName(e->kb, input, static_cast<unsigned char*>(tokens), count);
+  qvname::parseName(*e->kb, input, static_cast<unsigned char*>(tokens), count);
   return QVN_OK;
 }
 

@@ -380,7 +380,15 @@ TEST_F(NameParserStartup, BadLineNamesFileAndLine) {
   }
 }
 
+// Built lists are shared between handles that load the same bytes, so a
+// changed file must reach the next handle, and closing one handle must leave
+// the others' lists whole.
 TEST_F(NameParserStartup, ListsComeFromTheKnowledgeBase) {
+  void* before = nullptr;
+  ASSERT_EQ(openEngine(&before, dir_.string()), 0) << lastError();
+  const std::string asShipped = parse(before, "DUKE JOHN SMITH").str();
+  EXPECT_NE(asShipped, "DUKE | JOHN |  | SMITH | ");
+
   std::ofstream(dir_ / "titles.txt", std::ios::app) << "  duke \r\n";
   std::ofstream(dir_ / "definitions.txt", std::ios::app) << "Name (Test)\n";
   ASSERT_EQ(open(), 0) << lastError();
@@ -388,6 +396,15 @@ TEST_F(NameParserStartup, ListsComeFromTheKnowledgeBase) {
   std::vector<unsigned char> tokens(QV_PROXY_TOKEN_ARRAY_SIZE);
   int32_t count;
   EXPECT_EQ(proxy__qv_parse(h_, "Name (Test)", "JOHN SMITH", tokens.data(), &count), 0);
+  EXPECT_EQ(parse(before, "DUKE JOHN SMITH").str(), asShipped);
+
+  void* again = nullptr;
+  ASSERT_EQ(openEngine(&again, dir_.string()), 0) << lastError();
+  qv_proxy_close(h_);
+  h_ = nullptr;
+  EXPECT_EQ(parse(again, "DUKE JOHN SMITH").str(), "DUKE | JOHN |  | SMITH | ");
+  qv_proxy_close(again);
+  qv_proxy_close(before);
 }
 
 }  // namespace
