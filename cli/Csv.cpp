@@ -8,6 +8,10 @@
 
 namespace ncoa_cli {
 
+namespace {
+constexpr std::size_t kFieldRoom = 64;
+}
+
 CsvReader::CsvReader(int fd, char delimiter) : fd_(fd), delim_(delimiter), buf_(kMaxRecord) {}
 
 bool CsvReader::fill() {
@@ -35,7 +39,12 @@ bool CsvReader::fill() {
 }
 
 std::string& CsvReader::slot(CsvRecord& rec) {
-    if (rec.count == rec.fields.size()) rec.fields.emplace_back();
+    if (rec.count == rec.fields.size()) {
+        // Room for any usual field from the start: a row slot is reused for
+        // every batch, and a field that grows allocates on the record path.
+        rec.fields.emplace_back();
+        rec.fields.back().reserve(kFieldRoom);
+    }
     std::string& f = rec.fields[rec.count++];
     f.clear();
     return f;

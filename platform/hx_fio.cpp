@@ -496,6 +496,31 @@ int mapWith(const char* path, hx_fio_view* view, int extraFlags) {
 }
 }  // namespace
 
+void* hx_mem_map_large(uint64_t size, uint64_t* mapped) {
+    const uint64_t huge = uint64_t(2) << 20;
+    if (mapped == nullptr || size == 0 || size > (uint64_t(1) << 46)) return nullptr;
+    const uint64_t length = (size + huge - 1) & ~(huge - 1);
+    // Mapped a huge page longer, then cut to a boundary, so that every huge
+    // page of the block can be one.
+    void* p = ::mmap(nullptr, static_cast<size_t>(length + huge), PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS,
+                     -1, 0);
+    if (p == MAP_FAILED) return nullptr;
+    const uintptr_t at = reinterpret_cast<uintptr_t>(p);
+    const uintptr_t start = (at + huge - 1) & ~static_cast<uintptr_t>(huge - 1);
+    if (start > at) ::munmap(p, start - at);
+    const uintptr_t end = at + length + huge;
+    if (end > start + length) ::munmap(reinterpret_cast<void*>(start + length), end - (start + length));
+#ifdef MADV_HUGEPAGE
+    ::madvise(reinterpret_cast<void*>(start), static_cast<size_t>(length), MADV_HUGEPAGE);  // advice only
+#endif
+    *mapped = length;
+    return reinterpret_cast<void*>(start);
+}
+
+void hx_mem_unmap_large(void* p, uint64_t mapped) {
+    if (p != nullptr && mapped > 0) ::munmap(p, static_cast<size_t>(mapped));
+}
+
 int hx_fio_map(const char* path, hx_fio_view* view) { return mapWith(path, view, 0); }
 int hx_fio_map_loaded(const char* path, hx_fio_view* view) { return mapWith(path, view, MAP_POPULATE); }
 

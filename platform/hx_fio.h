@@ -67,6 +67,14 @@ int hx_fio_map_loaded(const char* path, hx_fio_view* view);
 // Releases a view made by hx_fio_map and empties it; an empty view is ignored.
 void hx_fio_unmap(hx_fio_view* view);
 
+// Anonymous read-write memory of at least size bytes (not zeroed on every
+// system), asked to be backed by huge pages where the system offers them:
+// for images that are read at random, where small pages make nearly every
+// read miss the address cache too. Null on failure; *mapped gets the length
+// to give back to hx_mem_unmap_large.
+void* hx_mem_map_large(uint64_t size, uint64_t* mapped);
+void hx_mem_unmap_large(void* p, uint64_t mapped);
+
 // Splits a path into folder (keeping its final '/') and file name.
 // 0 on success, -1 if a part does not fit its buffer (the buffers are then empty).
 int hx_fio_pparse(const char* path, char* folder, size_t folderSize, char* name, size_t nameSize);

@@ -18,7 +18,9 @@
 
 namespace QV_NCOA {
 
-// An owning block of T with its element count (bytes for unsigned char).
+// An owning block of T with its element count (bytes for unsigned char). It
+// may instead hold a large mapping (allocateLarge) or a slice of another
+// block that outlives it (borrow), which it never frees.
 template <typename T>
 struct ManagedBuf {
     uint64_t count = 0;
@@ -28,23 +30,32 @@ struct ManagedBuf {
     ~ManagedBuf() { release(); }
     ManagedBuf(const ManagedBuf&) = delete;
     ManagedBuf& operator=(const ManagedBuf&) = delete;
-    ManagedBuf(ManagedBuf&& o) noexcept : count(o.count), buf(o.buf) {
+    ManagedBuf(ManagedBuf&& o) noexcept : count(o.count), buf(o.buf), mapped(o.mapped), borrowed(o.borrowed) {
         o.count = 0;
         o.buf = nullptr;
+        o.mapped = 0;
+        o.borrowed = false;
     }
     ManagedBuf& operator=(ManagedBuf&& o) noexcept {
         if (this != &o) {
             release();
             std::swap(count, o.count);
             std::swap(buf, o.buf);
+            std::swap(mapped, o.mapped);
+            std::swap(borrowed, o.borrowed);
         }
         return *this;
     }
 
     void release() {
-        delete[] buf;
+        if (mapped > 0)
+            hx_mem_unmap_large(buf, mapped);
+        else if (!borrowed)
+            delete[] buf;
         buf = nullptr;
         count = 0;
+        mapped = 0;
+        borrowed = false;
     }
     // Frees what is held and allocates n elements, left uninitialised (they are
     // filled from files). False, with the buffer empty, if that fails.
@@ -56,9 +67,34 @@ struct ManagedBuf {
         count = n;
         return true;
     }
+    // The same for an image read at random: huge pages where the system has
+    // them, else as allocate.
+    bool allocateLarge(uint64_t n) {
+        static_assert(std::is_trivial<T>::value, "a mapping is not constructed");
+        release();
+        if (n == 0) return false;
+        uint64_t length = 0;
+        void* p = n <= UINT64_MAX / sizeof(T) ? hx_mem_map_large(n * sizeof(T), &length) : nullptr;
+        if (p == nullptr) return allocate(n);
+        buf = static_cast<T*>(p);
+        count = n;
+        mapped = length;
+        return true;
+    }
+    // n elements at p, owned elsewhere.
+    void borrow(T* p, uint64_t n) {
+        release();
+        buf = p;
+        count = n;
+        borrowed = true;
+    }
     bool empty() const { return buf == nullptr; }
     T& operator[](uint64_t i) { return buf[i]; }
     const T& operator[](uint64_t i) const { return buf[i]; }
+
+private:
+    uint64_t mapped = 0;    // length of a large mapping, else 0
+    bool borrowed = false;  // a slice of another block
 };
 
 // A data file seen once at start-up, held mapped read-only for the life of the

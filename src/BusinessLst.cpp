@@ -45,7 +45,8 @@ bool CNCOA_GetBusinessName::getBusinessName(const unsigned char* key, const fixe
     static const unsigned char reserved[8] = {0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF};
     if (std::memcmp(probe.key, reserved, sizeof reserved) == 0) return false;
 
-    std::vector<BusinessLstItem> items;
+    // The thread's list, kept for its capacity: no allocation once grown.
+    thread_local std::vector<BusinessLstItem> items;
     unsigned long first = 0;
     unsigned long last = 0;
     if (tables_->businessFile.attached) {

@@ -134,7 +134,10 @@ double CCompStrW::compareStrings(const char* one, const char* two) {
     if (std::strcmp(a, b) == 0) return 1.0;
     if (isSpaces(a) || isSpaces(b)) return 0.0;
 
-    unstringStuffStruct lists;
+    // The thread's lists, emptied: they keep their capacity from call to call.
+    thread_local unstringStuffStruct lists;
+    lists.one.clear();
+    lists.two.clear();
     breakoutWords(a, b, lists);
     if (lists.one.empty() || lists.two.empty()) return 0.0;
 
@@ -192,9 +195,11 @@ void CCompStrW::replaceWordlist(std::vector<unstringStuffEl>& words) {
         char key[21];
         std::memcpy(key, el.word, 20);
         key[20] = '\0';
-        // The map's key type is a free-length string; this is the one heap
-        // use of the comparison, bounded by the nine words.
-        auto it = map.find(QvbString(key));
+        // The map's key type is a free-length string: the thread's own key
+        // keeps its capacity, so the search takes nothing from the heap.
+        thread_local QvbString probe;
+        probe.assign(key);
+        auto it = map.find(probe);
         if (it != map.end()) std::memcpy(el.word, it->second.buf, 20);
     }
 }

@@ -30,6 +30,7 @@ unsigned int CNCOA_DataTables::getHSXSize(int section, char letter) const {
 void CNCOA_DataTables::clearHashTables() {
     for (auto& letter : hashImage)
         for (auto& section : letter) section.release();
+    hashArena.release();
 }
 
 void CNCOA_DataTables::clearFlatTables() {
@@ -171,7 +172,7 @@ void loadFileToManagedBuf(ManagedBuf<unsigned char>& buf, const char* path) {
     unsigned size = 0;
     int err = 0;
     if (!fileSize(path, size, err)) throw fio_file_error(1040, path);
-    if (size == 0 || !buf.allocate(size)) throw qvncoa_exception(1030);
+    if (size == 0 || !buf.allocateLarge(size)) throw qvncoa_exception(1030);
     hx_file* f = nullptr;
     hx_fio_open(path, HX_FIO_READ, &f);
     if (f == nullptr) {
@@ -194,9 +195,45 @@ void CNCOA_DataTables::getHashHSxSizes() {
     }
 }
 
+// The sections are small and read at random: one block holds them all, so
+// that it can be backed by huge pages. Each file is checked and read in the
+// same order, with the same failures, as one block per file would give; a
+// file the sizing pass cannot take is left to that path.
 void CNCOA_DataTables::loadHashTables() {
+    hashArena.release();
+    unsigned sizes[26][10] = {};
+    uint64_t total = 0;
+    int sized = 0;  // files sized, in order, before the first that is missing or empty
+    for (char c = 'a'; c <= 'z' && sized == (c - 'a') * 10; ++c)
+        for (int s = 0; s < 10; ++s) {
+            int err = 0;
+            if (!fileSize(getClkXHsYPath(c, s).asCstr(), sizes[c - 'a'][s], err) || sizes[c - 'a'][s] == 0) break;
+            total += sizes[c - 'a'][s];
+            ++sized;
+        }
+    if (total > 0) hashArena.allocateLarge(total);
+    uint64_t at = 0;
     for (char c = 'a'; c <= 'z'; ++c)
-        for (int s = 0; s < 10; ++s) loadFileToManagedBuf(hashImage[c - 'a'][s], getClkXHsYPath(c, s).asCstr());
+        for (int s = 0; s < 10; ++s) {
+            const QvbString path = getClkXHsYPath(c, s);
+            const int n = (c - 'a') * 10 + s;
+            if (n >= sized || hashArena.empty()) {
+                loadFileToManagedBuf(hashImage[c - 'a'][s], path.asCstr());
+                continue;
+            }
+            ManagedBuf<unsigned char>& image = hashImage[c - 'a'][s];
+            const unsigned size = sizes[c - 'a'][s];
+            image.borrow(hashArena.buf + at, size);
+            at += size;
+            hx_file* f = nullptr;
+            hx_fio_open(path.asCstr(), HX_FIO_READ, &f);
+            if (f == nullptr) {
+                image.release();
+                throw fio_file_error(1040, path.asCstr());
+            }
+            hx_fio_closer closer(f);
+            hx_fio_getb(f, image.buf, size);  // one read; its result is not examined
+        }
 }
 
 void CNCOA_DataTables::loadFlatTables() {

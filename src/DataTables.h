@@ -60,7 +60,8 @@ public:
     ManagedBuf<unsigned char> fltImage[3];
     std::map<char, unsigned int> hs1Sizes;
     std::map<char, unsigned int> hs0Sizes;
-    ManagedBuf<unsigned char> hashImage[26][10];
+    ManagedBuf<unsigned char> hashImage[26][10];  // in memory: slices of hashArena
+    ManagedBuf<unsigned char> hashArena;
     std::vector<QvbString> zipLst;
     std::vector<QvbString> hintLst;
     ManagedBuf<unsigned char[7]> xoStripeTable;

@@ -88,7 +88,31 @@ bool RV9AnswerRecord::isSpaces() const { return *this == RV9AnswerRecord(); }
 // ---------------------------------------------------------------------------
 // Driver
 
-CNCOA_RV9::CNCOA_RV9(const CNCOA_DataTables& t) : tables(t) {}
+namespace {
+thread_local RV9Lists threadLists;
+thread_local bool threadListsHeld = false;
+
+RV9Lists* takeLists(RV9Lists& own, bool& borrowed) {
+    borrowed = !threadListsHeld;
+    if (!borrowed) return &own;
+    threadListsHeld = true;
+    threadLists.clear();
+    return &threadLists;
+}
+}  // namespace
+
+CNCOA_RV9::CNCOA_RV9(const CNCOA_DataTables& t)
+    : tables(t),
+      lists(takeLists(ownLists, borrowed)),
+      filteredLst(lists->filtered),
+      candidateLst(lists->candidates),
+      explodedLst(lists->exploded),
+      expandedLst(lists->expanded),
+      esdHits(lists->esdHits) {}
+
+CNCOA_RV9::~CNCOA_RV9() {
+    if (borrowed) threadListsHeld = false;
+}
 
 void CNCOA_RV9::reset() {
     std::memset(allZeros.buf, '0', 10);

@@ -87,10 +87,30 @@ extern const char dirLst[8][3];
 // tested in this order as a prefix of the field.
 bool beginsWithDesignatorWord(const char* field);
 
+// The working lists of one address build. Their storage outlives the engine
+// that uses it, one set per thread, so that a lookup grows no list once the
+// thread has seen its largest ZIP+4.
+struct RV9Lists {
+    std::vector<RV9AnswerRecord> filtered;
+    std::vector<RV9AnswerRecord> candidates;
+    std::vector<deliveryPoint> exploded;
+    std::vector<exp97> expanded;
+    std::vector<rv9Esd> esdHits;
+    void clear() {
+        filtered.clear();
+        candidates.clear();
+        exploded.clear();
+        expanded.clear();
+        esdHits.clear();
+    }
+};
+
 class CNCOA_RV9 {
 public:
     explicit CNCOA_RV9(const CNCOA_DataTables& t);
-    virtual ~CNCOA_RV9() = default;
+    virtual ~CNCOA_RV9();
+    CNCOA_RV9(const CNCOA_RV9&) = delete;
+    CNCOA_RV9& operator=(const CNCOA_RV9&) = delete;
 
     // code: 11 digits (ZIP, add-on, delivery point); hint: up to 8 characters,
     // blank or null when the result carries none. True when rec is complete.
@@ -126,16 +146,21 @@ protected:
 private:
     void verifyCandidate(RV9AnswerRecord& rec);
 
-    std::vector<RV9AnswerRecord> filteredLst;
-    std::vector<RV9AnswerRecord> candidateLst;
-    std::vector<deliveryPoint> explodedLst;
-    std::vector<exp97> expandedLst;
+    // The thread's lists when no other engine of the thread holds them (the
+    // common case: one lookup at a time), else lists of this engine's own.
+    RV9Lists ownLists;
+    RV9Lists* lists;
+    bool borrowed;
+    std::vector<RV9AnswerRecord>& filteredLst;
+    std::vector<RV9AnswerRecord>& candidateLst;
+    std::vector<deliveryPoint>& explodedLst;
+    std::vector<exp97>& expandedLst;
+    std::vector<rv9Esd>& esdHits;  // scratch of findAndExpandZip9Matches
     fixedString<10> allZeros;
     fixedString<8> hint;
     fixedString<11> zip11;
     uint64_t candidateIndex = 0;
     bool hintVerified = false;
-    std::vector<rv9Esd> esdHits;  // scratch of findAndExpandZip9Matches, kept for its capacity
 };
 
 }  // namespace QV_NCOA

@@ -174,14 +174,24 @@ void CNCOA_ParseNum::do2000CheckMisc() {
 }
 
 void CNCOA_ParseNum::do2100CheckFractions() {
-    std::vector<QvbString> words;
-    unstring(work.buf, words);
+    // The first three blank-separated words of the field, in place.
+    const char* wordAt[3] = {nullptr, nullptr, nullptr};
+    int wordLen[3] = {0, 0, 0};
+    size_t words = 0;
+    for (const char* p = work.buf; *p != '\0' && words < 3;) {
+        while (*p == ' ') ++p;
+        if (*p == '\0') break;
+        const char* b = p;
+        while (*p != '\0' && *p != ' ') ++p;
+        wordAt[words] = b;
+        wordLen[words++] = static_cast<int>(p - b);
+    }
     fixedString<10>* tokens[3] = {&token1, &token2, &token3};
     int32_t* lens[3] = {&token1Len, &token2Len, &token3Len};
     for (size_t k = 0; k < 3; ++k) {
-        if (k < words.size()) {
-            tokens[k]->cpyIn(words[k].asCstr());
-            *lens[k] = words[k].length();
+        if (k < words) {
+            tokens[k]->cpyIn(wordAt[k], wordLen[k]);
+            *lens[k] = wordLen[k];
         } else {
             tokens[k]->spcs();
             *lens[k] = 0;
