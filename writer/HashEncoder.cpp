@@ -291,8 +291,12 @@ void HashEncoder::placeStripe(Letter& letter, std::vector<DigestStream>& streams
     auto walkOn = [&](std::size_t i) {
         std::uint32_t place = 0;
         do {
-            if (!streams[i].next(cursor[i], mask, place))
-                throw WriterError("stripe " + std::to_string(stripe + 1) + ": a key found no free place; raise stripe_bytes");
+            if (!streams[i].next(cursor[i], mask, place)) {
+                Sha1Digest key = letter.keys[i].first;
+                throw WriterError("stripe " + std::to_string(stripe + 1) + " of " + std::to_string(letter.stripeSize) +
+                                  " bytes, " + std::to_string(n) + " keys: a key found no free place (" + toHex(key) +
+                                  "); raise stripe_bytes");
+            }
         } while (bytes[place] == kTaken);
         want[i] = place;
         if (wanted[place] < 2 && ++wanted[place] == 2)
