@@ -3,6 +3,7 @@
 # machine's SHA-1 rate measured in the same run.
 #
 #   bench/bench_match.sh [WORKDIR]
+#   BIG_FILINGS=50000000 bench/bench_match.sh [WORKDIR]
 #
 # Builds `ncoa` and `bench_sha1` (Release), writes a synthetic set of FILINGS
 # filings of each kind and a list of RECORDS records (kept in WORKDIR and
@@ -15,10 +16,16 @@
 #     report excluded), the wall and CPU seconds of the whole run, records per
 #     CPU second (start-up included: steadier than the wall on a busy
 #     machine), and records per second over the SHA-1 rate.
+#   - with BIG_FILINGS set, the same for a set of that many filings (of the
+#     kinds in BIG_KINDS) with a list of the same size and hit rate made
+#     against it, then each rate next to the FILINGS set's: the cost of a
+#     record should not grow with the set. Writing 50,000,000 filings takes
+#     minutes; the set is kept and reused like the other.
 #
 # Settings by environment: FILINGS (5000000), RECORDS (1000000), HIT_RATE (0.1),
 # SEED (1), KINDS ("hash flat"), THREADS ("1 2"), MODES ("disk memory"),
-# REPEAT (1: best of n runs), BUILD (build-bench under the source tree).
+# REPEAT (1: best of n runs), BUILD (build-bench under the source tree),
+# BIG_FILINGS (unset: no big set), BIG_KINDS ("hash").
 # The machine may be shared: the load average is printed beside each figure.
 set -euo pipefail
 
@@ -32,6 +39,8 @@ KINDS=${KINDS:-"hash flat"}
 THREADS=${THREADS:-"1 2"}
 MODES=${MODES:-"disk memory"}
 REPEAT=${REPEAT:-1}
+BIG_FILINGS=${BIG_FILINGS:-}
+BIG_KINDS=${BIG_KINDS:-hash}
 WORK=${1:-$BUILD/bench-match}
 
 echo "== build (Release) in $BUILD"
@@ -52,27 +61,32 @@ SHA_WALL=$(awk -F, '{ printf "%.0f", 1e9 / $3 }' <<<"$sha")
 echo "== SHA-1 of one 64-byte block: $SHA_RATE per CPU second ($SHA_WALL per wall second), load $(load)"
 
 mkdir -p "$WORK"
-for kind in $KINDS; do
-    dir="$WORK/$kind"
-    STAMP="$dir/params"
-    PARAMS="filings=$FILINGS records=$RECORDS hit_rate=$HIT_RATE seed=$SEED kind=$kind"
+RATES="$WORK/rates.txt"
+: >"$RATES"
+
+# One set of `filings` filings of `kind` in folder `dir`: written unless kept,
+# its start-up and its match rates; each rate also goes to $RATES.
+bench_set() {
+    local filings=$1 kind=$2 dir=$3
+    local STAMP="$dir/params"
+    local PARAMS="filings=$filings records=$RECORDS hit_rate=$HIT_RATE seed=$SEED kind=$kind"
     if [[ ! -f "$STAMP" || "$(cat "$STAMP")" != "$PARAMS" || ! -d "$dir/set/DVD 2" ]]; then
-        echo "== $kind: synthetic data set: $PARAMS"
+        echo "== $kind, $filings filings: synthetic data set: $PARAMS"
         rm -rf "$dir"
         mkdir -p "$dir"
         /usr/bin/time -o "$dir/time.txt" -f "   %e s in all, writer peak memory %M KB" \
-            "$NCOA" dataset synth --filings "$FILINGS" --out "$dir/set" --list "$RECORDS" --kind "$kind" \
+            "$NCOA" dataset synth --filings "$filings" --out "$dir/set" --list "$RECORDS" --kind "$kind" \
             --list-out "$dir/list.csv" --hit-rate "$HIT_RATE" --seed "$SEED" >"$dir/synth.txt"
         cat "$dir/time.txt" >>"$dir/synth.txt"
         echo "$PARAMS" >"$STAMP"
     else
-        echo "== $kind: reusing the synthetic data set in $dir ($PARAMS)"
+        echo "== $kind, $filings filings: reusing the synthetic data set in $dir ($PARAMS)"
     fi
     sed 's/^/   /' "$dir/synth.txt"
     du -shL "$dir/set" | awk '{ print "   data set on disk: " $1 }'
 
     # Start-up: the best of five opens; the page cache is warm after the first.
-    echo "== $kind: start-up (ncoa info, best of 5)"
+    echo "== $kind, $filings filings: start-up (ncoa info, best of 5)"
     for mode in $MODES; do
         flag=""
         [[ $mode == memory ]] && flag="--memory"
@@ -86,7 +100,7 @@ for kind in $KINDS; do
         printf "   %-7s %6.2f s   load %s\n" "$mode" "$best" "$(load)"
     done
 
-    echo "== $kind: ncoa match, $RECORDS records"
+    echo "== $kind, $filings filings: ncoa match, $RECORDS records"
     printf "   %-7s %-8s %10s %8s %8s %11s %10s  %-6s %s\n" mode threads "records/s" "wall s" "cpu s" "rec/cpu s" \
         "/ SHA-1" load found
     for mode in $MODES; do
@@ -110,7 +124,34 @@ for kind in $KINDS; do
             percpu=$(awk -v n="$RECORDS" -v c="$cpu" 'BEGIN { printf "%.0f", (c > 0 ? n / c : 0) }')
             printf "   %-7s %-8s %10s %8s %8s %11s %10s  %-6s %s\n" "$mode" "$threads" "$best" "$wall" "$cpu" "$percpu" \
                 "$ratio" "$(load)" "$found"
+            echo "$filings $kind $mode $threads $best $percpu" >>"$RATES"
         done
     done
     grep -o '[0-9]* expected found[^)]*)' "$dir/synth.txt" | sed 's/^/   list: /' || true
+}
+
+for kind in $KINDS; do
+    bench_set "$FILINGS" "$kind" "$WORK/$kind"
+done
+[[ -z $BIG_FILINGS ]] && exit 0
+
+for kind in $BIG_KINDS; do
+    bench_set "$BIG_FILINGS" "$kind" "$WORK/$kind-$BIG_FILINGS"
+done
+echo "== records/s, $FILINGS filings against $BIG_FILINGS (records per CPU second in brackets)"
+printf "   %-5s %-7s %-8s %20s %20s %9s\n" kind mode threads "$FILINGS" "$BIG_FILINGS" big/small
+for kind in $BIG_KINDS; do
+    for mode in $MODES; do
+        for threads in $THREADS; do
+            small=$(awk -v f="$FILINGS" -v k="$kind" -v m="$mode" -v t="$threads" \
+                '$1 == f && $2 == k && $3 == m && $4 == t { print $5, $6 }' "$RATES")
+            big=$(awk -v f="$BIG_FILINGS" -v k="$kind" -v m="$mode" -v t="$threads" \
+                '$1 == f && $2 == k && $3 == m && $4 == t { print $5, $6 }' "$RATES")
+            [[ -z $small || -z $big ]] && continue
+            read -r sr sc <<<"$small"
+            read -r br bc <<<"$big"
+            printf "   %-5s %-7s %-8s %20s %20s %9s\n" "$kind" "$mode" "$threads" "$sr ($sc)" "$br ($bc)" \
+                "$(awk -v a="$br" -v b="$sr" 'BEGIN { printf "%.2f", (b > 0 ? a / b : 0) }')"
+        done
+    done
 done

@@ -111,12 +111,13 @@ void runSynth(const SynthCommandOptions& o) {
     so.nameListDir = o.names;
     so.releaseDate = o.releaseDate;
     qvw::SynthGenerator gen(so);
-    const qvw::World& world = gen.world();
+    // Filings stay in the generator's compact form and reach the writer one
+    // at a time: a set of national size fits in memory.
     const qvw::SynthSummary& s = gen.summary();
     const double made = secondsSince(t);
 
     t = std::chrono::steady_clock::now();
-    qvw::DataSetWriter writer(world, o.outDir, kindOf(o.kind));
+    qvw::DataSetWriter writer(gen.base(), gen.stream(), o.outDir, kindOf(o.kind));
     writer.setPacked(o.packed);
     const qvw::BuildReport r = writer.write();
     const double written = secondsSince(t);
@@ -130,7 +131,8 @@ void runSynth(const SynthCommandOptions& o) {
         fmt::print("  {} files, {} bytes; filter false-positive rate at most {:.2g}\n", r.filesWritten,
                    r.bytesWritten, r.filterFalsePositiveRate);
     }
-    writeClientTests(world, o.clientTest, o.clientTestS1, o.quiet);
+    if (!o.clientTest.empty() || !o.clientTestS1.empty())
+        writeClientTests(gen.world(), o.clientTest, o.clientTestS1, o.quiet);
     if (o.list == 0)
         return;
 

@@ -118,6 +118,7 @@ private:
     void readContentsLst();
     bool findLastValidRV9ESDIndex();
     void getHashHSxSizes();
+    void prefetchMemoryFiles();
     void loadHashTables();
     void loadFlatTables();
     void loadCLKHSBTable();

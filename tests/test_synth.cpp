@@ -12,6 +12,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -91,6 +92,12 @@ TEST_F(SynthSet, OpensAndProves) {
     ASSERT_EQ(run("info '" + (dir / "set").string() + "'", &out), 0) << out;
     EXPECT_NE(out.find("SYNTHETIC NCOALINK HASH DATA SET"), std::string::npos) << out;
     ASSERT_EQ(run("prove '" + (dir / "set").string() + "'", &out), 0) << out;
+    // The writer's temporary files, which sort the filings, are gone.
+    std::vector<std::string> top;
+    for (const auto& e : fs::directory_iterator(dir / "set"))
+        top.push_back(e.path().filename().string());
+    std::sort(top.begin(), top.end());
+    EXPECT_EQ(top, (std::vector<std::string>{"DVD 1", "DVD 2"}));
 }
 
 TEST_F(SynthSet, MatchReproducesTheKnownHitRate) {

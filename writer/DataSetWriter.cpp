@@ -4,6 +4,7 @@
 #include "NameLists.h"
 
 #include <algorithm>
+#include <cstring>
 #include <cstdio>
 #include <ctime>
 #include <filesystem>
@@ -92,9 +93,14 @@ std::string addDays(const std::string& d, int days) {
     return buf;
 }
 
-DataSetWriter::DataSetWriter(const World& world, std::string root) : world_(world), root_(std::move(root)) {}
+DataSetWriter::DataSetWriter(const World& world, std::string root)
+    : DataSetWriter(world, std::move(root), DataSetKind::Hash) {}
 DataSetWriter::DataSetWriter(const World& world, std::string root, DataSetKind kind)
-    : world_(world), root_(std::move(root)), kind_(kind) {}
+    : world_(world), ownStream_(std::make_unique<WorldVectors>(world)), stream_(*ownStream_), root_(std::move(root)),
+      kind_(kind) {}
+DataSetWriter::DataSetWriter(const World& world, const WorldStream& stream, std::string root, DataSetKind kind)
+    : world_(world), stream_(stream), root_(std::move(root)), kind_(kind) {}
+DataSetWriter::~DataSetWriter() = default;
 
 HashSectionSizes DataSetWriter::sectionSizes(char letter) const {
     // Letters without filings keep the minimum sizes; the others grow with their load.
@@ -132,22 +138,33 @@ void DataSetWriter::prepareLists() {
     date3_ = ds.expiryDate.empty() ? addDays(date1_, 45) : ds.expiryDate;
     lcd_ = lcdReplacements(world_);
 
+    // Five-digit ZIPs are marked by number, which a walk over millions of
+    // filings does faster than a set of texts.
     std::set<std::string> zips;
+    std::vector<bool> numeric(100000, false);
+    auto addZip = [&](std::string_view zip) {
+        if (zip.size() == 5 && allDigits(zip))
+            numeric[static_cast<std::size_t>(std::stoul(std::string(zip)))] = true;
+        else
+            zips.insert(std::string(zip));
+    };
     for (const auto& p : world_.places)
-        zips.insert(p.zip);
-    for (const auto& r : world_.ranges)
-        zips.insert(r.zip);
-    for (const auto& f : world_.filings)
+        addZip(p.zip);
+    stream_.forEachRange([&](const AddressRange& r) { addZip(r.zip); });
+    hints_ = world_.hints;
+    stream_.forEachFiling([&](std::size_t, const Filing& f) {
         if (!f.toZip11.empty() && f.toZip11.compare(0, 5, "00000") != 0) // 00000: a code, no ZIP
-            zips.insert(f.toZip11.substr(0, 5));
+            addZip(std::string_view(f.toZip11).substr(0, 5));
+        if (!f.hint.empty() && std::find(hints_.begin(), hints_.end(), f.hint) == hints_.end())
+            hints_.push_back(f.hint);
+    });
+    for (std::size_t z = 0; z < numeric.size(); ++z)
+        if (numeric[z])
+            zips.insert(padLeft(std::to_string(z), 5, '0'));
     zips_.assign(zips.begin(), zips.end());
     if (zips_.size() + 1 >= 64000)
         throw WriterError("world: more ZIPs than the result code can index");
 
-    hints_ = world_.hints;
-    for (const auto& f : world_.filings)
-        if (!f.hint.empty() && std::find(hints_.begin(), hints_.end(), f.hint) == hints_.end())
-            hints_.push_back(f.hint);
     if (hints_.size() > 253)
         throw WriterError("world: more than 253 hints");
 
@@ -155,7 +172,7 @@ void DataSetWriter::prepareLists() {
         letters_[static_cast<std::size_t>(g)] = ds.contentsLetters.empty()
                                                     ? static_cast<char>('a' + g * 26 / 100)
                                                     : ds.contentsLetters[static_cast<std::size_t>(g)];
-    rv9_ = encodeRanges(world_.ranges);
+    rv9_ = encodeRanges(stream_);
 }
 
 void DataSetWriter::emit(int disc, const std::string& relPath, const Bytes& data, bool listed) {
@@ -179,6 +196,26 @@ void DataSetWriter::emit(int disc, const std::string& relPath, const std::string
     emit(disc, relPath, textBytes(text), listed);
 }
 
+std::ofstream DataSetWriter::openFile(int disc, const std::string& relPath, std::string& path) {
+    const fs::path p = fs::path(root_) / kDisc[disc] / relPath;
+    std::error_code ec;
+    fs::create_directories(p.parent_path(), ec);
+    if (ec)
+        throw WriterError("can't create folder " + p.parent_path().string() + ": " + ec.message());
+    path = p.string();
+    return std::ofstream(p, std::ios::binary | std::ios::trunc);
+}
+
+void DataSetWriter::closeFile(int disc, std::ofstream& out, const std::string& path, std::uint64_t size, bool listed) {
+    out.close();
+    if (!out)
+        throw WriterError("can't write " + path);
+    if (listed)
+        manifest_.add(disc, fs::path(path).filename().string(), path);
+    ++report_.filesWritten;
+    report_.bytesWritten += size;
+}
+
 void DataSetWriter::emitSection(int disc, const std::string& name, const Bytes& data) {
     if (!packed_) {
         emit(disc, name, data);
@@ -197,16 +234,14 @@ BuildReport DataSetWriter::write() {
     prepareLists();
     hash_ = std::make_unique<HashEncoder>(world_, zips_, hints_, letters_, std::stoi(todayYYYYMMDD().substr(0, 4)));
     flat_.reset();
-    if (kind_ == DataSetKind::Flat) {
-        // The flat records carry the same result bytes; the hash sections aren't built.
+    // The flat records carry the same result bytes; the hash sections aren't built.
+    if (kind_ == DataSetKind::Flat)
         flat_ = std::make_unique<FlatEncoder>(world_, *hash_);
-        flat_->encode();
+    encodeFilings();
+    if (flat_)
         writeFlatFiles();
-    } else {
-        hash_->encode();
-        writeHashStripes();
-        writeHashFilters();
-    }
+    else
+        writeHashSections();
     writeClkHsb();
     writeDailyDel();
     writeContentsLst();
@@ -244,25 +279,74 @@ BuildReport DataSetWriter::write() {
 // of the result bytes, section 9 a reserved stripe of the same size that only
 // the verification reads. A letter without filings is all zero.
 
-void DataSetWriter::writeHashStripes() {
-    for (char letter = 'a'; letter <= 'z'; ++letter)
-        for (int section = 1; section <= 9; ++section)
-            emitSection(1, std::string("clk.") + letter + ".hs" + std::to_string(section), hash_->section(letter, section));
+void DataSetWriter::encodeFilings() {
+    // dph.hsa: every filing's address, and the keyed ones of the business
+    // list and the daily delete; its size follows from their number.
+    std::uint64_t keyed = stream_.filingCount(), emdp = 0;
+    for (const auto& b : world_.businesses)
+        keyed += b.at.address && emdpOf(*b.at.address, lcd_, emdp);
+    for (const auto& d : world_.dailyDeletes)
+        keyed += d.at.address && emdpOf(*d.at.address, lcd_, emdp);
+    dph_ = std::make_unique<BitTable>(
+        static_cast<std::uint32_t>(nextPowerOfTwo(std::max<std::uint64_t>(world_.dataset.bitTableBytes, 2 * keyed))));
+    businessEmdps_.clear();
+    businessRows_.clear();
+
+    const std::string temp = tempFolder_.empty() ? root_ : tempFolder_;
+    if (flat_)
+        flat_->begin(temp);
+    else
+        hash_->begin(temp);
+    stream_.forEachFiling([&](std::size_t i, const Filing& f) {
+        const std::uint64_t at = flat_ ? flat_->add(i, f) : hash_->add(i, f);
+        const Sha1Digest digest = emdpDigest(at);
+        dph_->add(digest);
+        if (f.kind == Filing::Kind::Business) {
+            // Searched under the name listed at its address.
+            businessEmdps_.push_back(at);
+            Bytes row(digest.begin(), digest.begin() + 8);
+            putField(row, f.business, 40);
+            businessRows_.emplace_back();
+            std::copy(row.begin(), row.end(), businessRows_.back().begin());
+        }
+    });
+}
+
+void DataSetWriter::writeHashSections() {
+    hash_->finish([&](char letter, const LetterSections& sections) {
+        const std::string stem = std::string("clk.") + letter + ".hs";
+        for (int section = 1; section <= 8; ++section)
+            emitSection(1, stem + std::to_string(section), sections.stripes[static_cast<std::size_t>(section - 1)]);
+        emitSection(1, stem + "9", Bytes(sections.stripes[0].size(), 0));
+        emitSection(2, stem + "0", sections.filter);
+    });
 }
 
 void DataSetWriter::writeFlatFiles() {
-    emit(1, "clk.flt.1", flat_->file(0));
-    emit(1, "clk.flt.2", flat_->file(1));
-    emit(2, "clk.flt.3", flat_->file(2));
-}
-
-const std::vector<std::uint64_t>& DataSetWriter::filingEmdps() const {
-    return flat_ ? flat_->filingEmdps() : hash_->filingEmdps();
-}
-
-void DataSetWriter::writeHashFilters() {
-    for (char letter = 'a'; letter <= 'z'; ++letter)
-        emitSection(2, std::string("clk.") + letter + ".hs0", hash_->section(letter, 0));
+    static const std::pair<int, const char*> kFiles[] = {{1, "clk.flt.1"}, {1, "clk.flt.2"}, {2, "clk.flt.3"}};
+    std::ofstream out;
+    std::string path;
+    std::uint64_t size = 0;
+    int open = -1;
+    auto closeOpen = [&] {
+        if (open >= 0)
+            closeFile(kFiles[open].first, out, path, size);
+    };
+    auto openUpTo = [&](int file) {
+        while (open < file) {
+            closeOpen();
+            ++open;
+            out = openFile(kFiles[open].first, kFiles[open].second, path);
+            size = 0;
+        }
+    };
+    flat_->finish([&](int file, const unsigned char* data, std::size_t n) {
+        openUpTo(file);
+        out.write(reinterpret_cast<const char*>(data), static_cast<std::streamsize>(n));
+        size += n;
+    });
+    openUpTo(2);
+    closeOpen();
 }
 
 // Nine-probe bit tables over the SHA-1 of an EMDP. The probes need the whole
@@ -273,24 +357,24 @@ void DataSetWriter::writeClkHsb() {
     for (const auto& b : world_.businesses)
         if (b.at.address)
             addKeys(at, *b.at.address);
-    const std::vector<std::uint64_t>& filed = filingEmdps();
-    for (std::size_t i = 0; i < world_.filings.size(); ++i)
-        if (world_.filings[i].kind == Filing::Kind::Business)
-            at.push_back(filed[i]);
+    at.insert(at.end(), businessEmdps_.begin(), businessEmdps_.end());
     emit(2, "clk.hsb", addressBitTable(at));
 }
 
 // dph.hsa: every address the world names is taken as deliverable.
 void DataSetWriter::writeDphHsa() {
-    // The filings' keys come from the hash encoder, which made them already.
-    std::vector<std::uint64_t> at = filingEmdps();
+    // The filings' keys went in as they were encoded.
+    std::vector<std::uint64_t> at;
     for (const auto& b : world_.businesses)
         if (b.at.address)
             addKeys(at, *b.at.address);
     for (const auto& d : world_.dailyDeletes)
         if (d.at.address)
             addKeys(at, *d.at.address);
-    emit(2, "clk/dph.hsa", addressBitTable(at));
+    for (const std::uint64_t emdp : at)
+        dph_->add(emdpDigest(emdp));
+    emit(2, "clk/dph.hsa", dph_->bytes());
+    dph_.reset();
 }
 
 // 12-byte rows: 8 key bytes, the sequence as four digits. Not on the header:
@@ -348,36 +432,44 @@ void DataSetWriter::writeLcd() {
 
 // 48-byte rows: 8 key bytes, the firm name in 40; closed by the end mark.
 void DataSetWriter::writeBusinessLst() {
-    RecordTable t{48, 8, {}};
-    std::set<Bytes> rows;
+    using Row = std::array<unsigned char, 48>;
+    std::vector<std::pair<Row, std::size_t>> rows; // a row, its place in the world
     for (std::size_t i = 0; i < world_.businesses.size(); ++i) {
         const BusinessEntry& b = world_.businesses[i];
         Bytes row = b.at.address ? addressKey(*b.at.address, "businesses[" + std::to_string(i) + "].at") : b.at.rawKey;
         putField(row, b.name, 40);
-        if (rows.insert(row).second)
-            t.add(row);
+        if (row.size() != 48)
+            throw WriterError("internal: record of " + std::to_string(row.size()) + " bytes, expected 48");
+        rows.emplace_back();
+        std::copy(row.begin(), row.end(), rows.back().first.begin());
+        rows.back().second = i;
     }
     // A business filing is searched under the name listed at its address:
     // its firm is listed there unless the world lists it already.
-    for (std::size_t i = 0; i < world_.filings.size(); ++i) {
-        const Filing& f = world_.filings[i];
-        if (f.kind != Filing::Kind::Business)
-            continue;
-        Bytes row = addressKey(f.from, "filings[" + std::to_string(i) + "].from");
-        putField(row, f.business, 40);
-        if (rows.insert(row).second)
-            t.add(row);
-    }
-    t.sort();
-    report_.businessesWritten = t.rows.size();
+    for (const Row& row : businessRows_)
+        rows.emplace_back(row, rows.size());
+    businessRows_ = {};
+    // A row listed twice stays where it first stands; rows of one key keep
+    // the world's order.
+    std::sort(rows.begin(), rows.end());
+    rows.erase(std::unique(rows.begin(), rows.end(), [](const auto& a, const auto& b) { return a.first == b.first; }),
+               rows.end());
+    std::sort(rows.begin(), rows.end(), [](const auto& a, const auto& b) {
+        const int c = std::memcmp(a.first.data(), b.first.data(), 8);
+        return c < 0 || (c == 0 && a.second < b.second);
+    });
+    report_.businessesWritten = rows.size();
+    Bytes image;
+    image.reserve(48 * (rows.size() + 2));
+    for (const auto& r : rows)
+        image.insert(image.end(), r.first.begin(), r.first.end());
+    rows = {};
     // Start-up refuses a file with no row before the end mark; eight bytes
     // 0xFF are the key that is never looked up.
-    if (t.rows.empty()) {
-        Bytes row(8, 0xFF);
-        putField(row, "RESERVED", 40);
-        t.add(row);
+    if (image.empty()) {
+        image.assign(8, 0xFF);
+        putField(image, "RESERVED", 40);
     }
-    Bytes image = t.image();
     image.insert(image.end(), 8, 0xFF);
     image.insert(image.end(), 40, 'Z');
     emit(2, "clk/business.lst", image);

@@ -9,6 +9,7 @@
 
 #include <array>
 #include <cstdint>
+#include <fstream>
 #include <memory>
 #include <string>
 #include <vector>
@@ -49,6 +50,11 @@ class DataSetWriter {
 public:
     DataSetWriter(const World& world, std::string root);
     DataSetWriter(const World& world, std::string root, DataSetKind kind);
+    // Filings and ranges from `stream` instead of the world's vectors, which
+    // are then not read: a set of any size is written with one letter (hash)
+    // or one 256th of the filings (flat) in memory at a time.
+    DataSetWriter(const World& world, const WorldStream& stream, std::string root, DataSetKind kind);
+    ~DataSetWriter();
 
     // Writes everything under the root, creating folders as needed, and
     // returns what was written. Throws WriterError.
@@ -58,6 +64,9 @@ public:
     // them; the headers still list the unpacked files. Each section must be a
     // whole number of 512-byte blocks.
     void setPacked(bool packed) { packed_ = packed; }
+    // Folder of the temporary files that sort the filings (unnamed, gone
+    // when the writer is); empty, the default: the root.
+    void setTempFolder(std::string folder) { tempFolder_ = std::move(folder); }
 
     // ZIPs of zip.lst in order; a filing's ZIP index is its place plus 1.
     // The file carries one guard line more, since the reader refuses the
@@ -70,13 +79,14 @@ public:
     HashSectionSizes sectionSizes(char letter) const;
 
 private:
-    // Disc 1.
-    void writeHashStripes();
+    // One walk over the filings through the encoder of the kind; the keys of
+    // dph.hsa, clk.hsb and business.lst are gathered on the way.
+    void encodeFilings();
+    // Hash: sections 1 to 9 of each letter on disc 1, its filter (0) on disc 2.
+    void writeHashSections();
     // clk.flt.1 and clk.flt.2 on disc 1, clk.flt.3 on disc 2.
     void writeFlatFiles();
-    const std::vector<std::uint64_t>& filingEmdps() const;
     // Disc 2, top level.
-    void writeHashFilters();
     void writeClkHsb();
     void writeDailyDel();
     // DVD 2/clk.
@@ -115,9 +125,15 @@ private:
     void emit(int disc, const std::string& relPath, const std::string& text, bool listed = true);
     // One hash section, packed or not.
     void emitSection(int disc, const std::string& name, const Bytes& data);
+    // Opens a file for writing in pieces, creating its folder.
+    std::ofstream openFile(int disc, const std::string& relPath, std::string& path);
+    // Closes it and counts it, as emit() does.
+    void closeFile(int disc, std::ofstream& out, const std::string& path, std::uint64_t size, bool listed = true);
 
     const World& world_;
-    std::string root_;
+    std::unique_ptr<WorldStream> ownStream_;
+    const WorldStream& stream_;
+    std::string root_, tempFolder_;
     Manifest manifest_;
     BuildReport report_;
     std::string date1_, date2_, date3_;
@@ -129,6 +145,11 @@ private:
     DataSetKind kind_ = DataSetKind::Hash;
     std::unique_ptr<FlatEncoder> flat_;
     bool packed_ = false;
+    // Gathered by encodeFilings: dph.hsa with the filings' keys, and the
+    // EMDPs and business.lst rows of the business filings, in filing order.
+    std::unique_ptr<BitTable> dph_;
+    std::vector<std::uint64_t> businessEmdps_;
+    std::vector<std::array<unsigned char, 48>> businessRows_;
 };
 
 // Today's local date as YYYYMMDD, and a YYYYMMDD date moved by `days`.

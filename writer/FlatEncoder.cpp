@@ -1,7 +1,9 @@
 #include "FlatEncoder.h"
 
 #include <algorithm>
+#include <cstring>
 
+#include "Buckets.h"
 #include "Emdp.h"
 #include "NameLists.h"
 #include "Rijndael.h"
@@ -28,89 +30,147 @@ std::array<unsigned char, 16> flatPad(const Sha1Digest& sha) {
     return pad;
 }
 
-FlatEncoder::FlatEncoder(const World& world, const HashEncoder& results) : world_(world), results_(results) {}
+namespace {
 
-void FlatEncoder::encode() {
-    const LcdReplacements lcd = lcdReplacements(world_);
-    const std::vector<NameRuleLine> rules = world_.names.rules.value_or(defaultNameRules());
-    const std::size_t n = world_.filings.size();
-    filingEmdps_.assign(n, 0);
-    digests_.assign(n, Sha1Digest{});
+using Record = std::array<unsigned char, kFlatRecordSize>;
+// A record in its temporary file: the record, then the filing's index.
+constexpr std::size_t kBucketRecord = kFlatRecordSize + 8;
 
-    using Record = std::array<unsigned char, kFlatRecordSize>;
-    std::vector<std::pair<Record, std::size_t>> records;
-    records.reserve(n + 3);
-    for (std::size_t i = 0; i < n; ++i) {
-        const Filing& f = world_.filings[i];
-        const std::string where = "filings[" + std::to_string(i) + "]";
-        std::uint64_t emdp = 0;
-        if (!emdpOf(f.from, lcd, emdp))
-            throw WriterError(where + ".from: the address has no key (its ZIP is not numeric)");
-        filingEmdps_[i] = emdp;
-        const Bytes key = flatSearchKey(f, emdp, rules);
-        const Sha1Digest sha = sha1Of(key.data(), key.size());
-        digests_[i] = sha;
-        const Bytes data = results_.resultBytes(f, sha, where);
-        const std::array<unsigned char, 16> pad = flatPad(sha);
-        Record r{};
-        std::copy(sha.begin() + 11, sha.end(), r.begin());
-        for (int b = 0; b < 8; ++b)
-            r[static_cast<std::size_t>(kFlatKeySize + b)] =
-                static_cast<unsigned char>(data[static_cast<std::size_t>(b)] ^ pad[static_cast<std::size_t>(b)]);
-        records.emplace_back(r, i);
-    }
-    // Two filings under one key: the later one is named.
-    auto byKey = [](const std::pair<Record, std::size_t>& a, const std::pair<Record, std::size_t>& b) {
-        return std::lexicographical_compare(a.first.begin(), a.first.begin() + kFlatKeySize, b.first.begin(),
-                                            b.first.begin() + kFlatKeySize);
-    };
-    std::sort(records.begin(), records.end(), byKey);
+bool sameKey(const Record& a, const Record& b) { return std::equal(a.begin(), a.begin() + kFlatKeySize, b.begin()); }
+
+} // namespace
+
+FlatEncoder::FlatEncoder(const World& world, const HashEncoder& results)
+    : world_(world), results_(results), lcd_(lcdReplacements(world)),
+      rules_(world.names.rules.value_or(defaultNameRules())) {}
+
+FlatEncoder::~FlatEncoder() = default;
+
+void FlatEncoder::begin(const std::string& tempFolder) {
+    filings_ = 0;
+    buckets_ = std::make_unique<BucketFiles>(tempFolder, 256, kBucketRecord);
+}
+
+std::uint64_t FlatEncoder::add(std::size_t index, const Filing& f) {
+    const std::string where = "filings[" + std::to_string(index) + "]";
+    std::uint64_t emdp = 0;
+    if (!emdpOf(f.from, lcd_, emdp))
+        throw WriterError(where + ".from: the address has no key (its ZIP is not numeric)");
+    const Bytes key = flatSearchKey(f, emdp, rules_);
+    const Sha1Digest sha = sha1Of(key.data(), key.size());
+    const Bytes data = results_.resultBytes(f, sha, where);
+    const std::array<unsigned char, 16> pad = flatPad(sha);
+    unsigned char r[kBucketRecord] = {};
+    std::copy(sha.begin() + 11, sha.end(), r);
+    for (int b = 0; b < 8; ++b)
+        r[kFlatKeySize + b] =
+            static_cast<unsigned char>(data[static_cast<std::size_t>(b)] ^ pad[static_cast<std::size_t>(b)]);
+    const std::uint64_t i = index;
+    std::memcpy(r + kFlatRecordSize, &i, 8);
+    buckets_->append(r[0], r);
+    ++filings_;
+    return emdp;
+}
+
+void FlatEncoder::finish(const std::function<void(int file, const unsigned char* data, std::size_t size)>& out) {
+    buckets_->flush();
+    // Each temporary file sorted by key in place. Two filings under one key:
+    // the later one is named, the earliest such over all keys.
+    const std::size_t n = filings_;
     std::size_t repeat = n;
-    for (std::size_t i = 1; i < records.size(); ++i)
-        if (std::equal(records[i].first.begin(), records[i].first.begin() + kFlatKeySize, records[i - 1].first.begin()))
-            repeat = std::min(repeat, std::max(records[i].second, records[i - 1].second));
+    for (std::size_t b = 0; b < 256; ++b) {
+        if (buckets_->records(b) == 0)
+            continue;
+        Bytes rows = buckets_->read(b);
+        std::vector<std::pair<Record, std::uint64_t>> records(rows.size() / kBucketRecord);
+        for (std::size_t k = 0; k < records.size(); ++k) {
+            const unsigned char* r = rows.data() + k * kBucketRecord;
+            std::copy(r, r + kFlatRecordSize, records[k].first.begin());
+            std::memcpy(&records[k].second, r + kFlatRecordSize, 8);
+        }
+        std::sort(records.begin(), records.end(), [](const auto& a, const auto& b) {
+            const int c = std::memcmp(a.first.data(), b.first.data(), kFlatKeySize);
+            return c < 0 || (c == 0 && a.second < b.second);
+        });
+        for (std::size_t k = 1; k < records.size(); ++k)
+            if (sameKey(records[k].first, records[k - 1].first))
+                repeat = std::min<std::size_t>(repeat, records[k].second);
+        for (std::size_t k = 0; k < records.size(); ++k) {
+            unsigned char* r = rows.data() + k * kBucketRecord;
+            std::copy(records[k].first.begin(), records[k].first.end(), r);
+            std::memcpy(r + kFlatRecordSize, &records[k].second, 8);
+        }
+        buckets_->rewrite(b, rows);
+    }
     if (repeat < n)
         throw WriterError("filings[" + std::to_string(repeat) +
                           "]: another filing has the same flat key (address and name)");
 
     // The guard records at both ends, and one in the middle when there are
     // too few filings to give each file a record.
-    Record low{}, high{};
-    std::fill(high.begin(), high.begin() + kFlatKeySize, 0xFF);
-    records.insert(records.begin(), {low, n});
-    records.push_back({high, n});
-    if (records.size() < 3) {
-        Record mid{};
-        mid[0] = 0x80;
-        records.insert(records.begin() + 1, {mid, n});
-    }
-
-    const std::size_t total = records.size();
+    const std::size_t total = n + 2 + (n == 0 ? 1 : 0);
     const std::size_t cut1 = total / 3, cut2 = cut1 + total / 3;
-    for (auto& f : files_)
-        f.clear();
-    for (std::size_t i = 0; i < total; ++i) {
-        Bytes& out = files_[i < cut1 ? 0 : i < cut2 ? 1 : 2];
-        out.insert(out.end(), records[i].first.begin(), records[i].first.end());
-    }
 
+    Bytes buffer;
+    int bufferFile = 0;
+    auto emit = [&](int file, const Record& r) {
+        if (file != bufferFile || buffer.size() >= (1u << 20)) {
+            out(bufferFile, buffer.data(), buffer.size());
+            buffer.clear();
+            bufferFile = file;
+        }
+        buffer.insert(buffer.end(), r.begin(), r.end());
+    };
     // A search goes to the first file when its key lies below the middle
     // file's first key, to the third above its last. The first file ends with
     // the key just below the middle file's first, the third begins with the
     // one just above its last, so that each file's keys reach the prefixes
     // of every key sent to it.
-    Record below = records[cut1].first, above = records[cut2 - 1].first;
-    for (int b = kFlatKeySize - 1; b >= 0 && below[static_cast<std::size_t>(b)]-- == 0; --b) {
+    std::size_t at = 0;
+    Record previous{};
+    auto put = [&](const Record& r) {
+        if (at == cut1) {
+            Record below = r;
+            for (int b = kFlatKeySize - 1; b >= 0 && below[static_cast<std::size_t>(b)]-- == 0; --b) {
+            }
+            std::fill(below.begin() + kFlatKeySize, below.end(), 0);
+            if (!sameKey(below, previous))
+                emit(0, below);
+        }
+        if (at == cut2) {
+            Record above = previous;
+            for (int b = kFlatKeySize - 1; b >= 0 && ++above[static_cast<std::size_t>(b)] == 0; --b) {
+            }
+            std::fill(above.begin() + kFlatKeySize, above.end(), 0);
+            if (!sameKey(above, r))
+                emit(2, above);
+        }
+        emit(at < cut1 ? 0 : at < cut2 ? 1 : 2, r);
+        previous = r;
+        ++at;
+    };
+
+    Record low{}, high{};
+    std::fill(high.begin(), high.begin() + kFlatKeySize, 0xFF);
+    put(low);
+    if (n == 0) {
+        Record mid{};
+        mid[0] = 0x80;
+        put(mid);
     }
-    for (int b = kFlatKeySize - 1; b >= 0 && ++above[static_cast<std::size_t>(b)] == 0; --b) {
+    for (std::size_t b = 0; b < 256; ++b) {
+        if (buckets_->records(b) == 0)
+            continue;
+        const Bytes rows = buckets_->read(b);
+        for (std::size_t k = 0; k < rows.size(); k += kBucketRecord) {
+            Record r;
+            std::copy(rows.data() + k, rows.data() + k + kFlatRecordSize, r.begin());
+            put(r);
+        }
     }
-    std::fill(below.begin() + kFlatKeySize, below.end(), 0);
-    std::fill(above.begin() + kFlatKeySize, above.end(), 0);
-    if (!std::equal(below.begin(), below.begin() + kFlatKeySize, records[cut1 - 1].first.begin()))
-        files_[0].insert(files_[0].end(), below.begin(), below.end());
-    if (!std::equal(above.begin(), above.begin() + kFlatKeySize, records[cut2].first.begin()))
-        files_[2].insert(files_[2].begin(), above.begin(), above.end());
-    filings_ = n;
+    put(high);
+    out(bufferFile, buffer.data(), buffer.size());
+    buckets_.reset();
 }
 
 } // namespace qvw

@@ -16,6 +16,8 @@
 
 #include <array>
 #include <cstdint>
+#include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -33,30 +35,33 @@ Bytes flatSearchKey(const Filing& filing, std::uint64_t emdp, const std::vector<
 // The 16-byte pad that opens the record of the search key digest `sha`.
 std::array<unsigned char, 16> flatPad(const Sha1Digest& sha);
 
+class BucketFiles;
+
 class FlatEncoder {
 public:
     // `results` gives each filing's eight result bytes, as for the hash kind;
     // it need not have encoded its sections.
     FlatEncoder(const World& world, const HashEncoder& results);
+    ~FlatEncoder();
 
-    // Builds the three files' images. Throws WriterError naming the filing.
-    void encode();
-
-    // File 0 to 2: clk.flt.1, clk.flt.2, clk.flt.3.
-    const Bytes& file(int n) const { return files_[static_cast<std::size_t>(n)]; }
+    // Filings go in one at a time, in the world's order: begin() opens
+    // temporary files in `tempFolder` that hold the records by their first
+    // key byte, add() files one filing and returns the EMDP of its old
+    // address; finish() sorts them a file at a time and hands the bytes of
+    // clk.flt.1, clk.flt.2 and clk.flt.3 to `out`, in that order. Throws
+    // WriterError naming the filing.
+    void begin(const std::string& tempFolder);
+    std::uint64_t add(std::size_t index, const Filing& filing);
+    void finish(const std::function<void(int file, const unsigned char* data, std::size_t size)>& out);
     std::size_t filings() const { return filings_; }
-    // The EMDP of each filing's old address, by filing, after encode().
-    const std::vector<std::uint64_t>& filingEmdps() const { return filingEmdps_; }
-    // The SHA-1 of each filing's 49-byte key, by filing, after encode().
-    const std::vector<Sha1Digest>& filingDigests() const { return digests_; }
 
 private:
     const World& world_;
     const HashEncoder& results_;
-    std::array<Bytes, 3> files_;
+    LcdReplacements lcd_;
+    std::vector<NameRuleLine> rules_;
+    std::unique_ptr<BucketFiles> buckets_;
     std::size_t filings_ = 0;
-    std::vector<std::uint64_t> filingEmdps_;
-    std::vector<Sha1Digest> digests_;
 };
 
 } // namespace qvw

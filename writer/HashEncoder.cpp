@@ -3,9 +3,11 @@
 #include <algorithm>
 #include <cctype>
 #include <cmath>
+#include <cstring>
 #include <set>
 #include <unordered_map>
 
+#include "Buckets.h"
 #include "NameLists.h"
 
 namespace qvw {
@@ -271,7 +273,7 @@ Bytes HashEncoder::resultBytes(const Filing& f, const Sha1Digest& key, const std
 }
 
 void HashEncoder::placeStripe(Letter& letter, std::vector<DigestStream>& streams, int stripe) {
-    Bytes& bytes = letter.stripes[static_cast<std::size_t>(stripe)];
+    Bytes& bytes = letter.sections.stripes[static_cast<std::size_t>(stripe)];
     bytes.assign(letter.stripeSize, 0);
     const std::uint32_t mask = letter.stripeSize - 1;
     const std::size_t n = letter.keys.size();
@@ -284,12 +286,17 @@ void HashEncoder::placeStripe(Letter& letter, std::vector<DigestStream>& streams
     // Each key wants the first place of its walk not yet marked taken. A
     // place two keys want is marked, and every key there walks on; until no
     // place is wanted twice. Marks only grow, so this ends, and only the keys
-    // whose place was marked need to move.
+    // whose place was marked need to move. The outcome doesn't depend on the
+    // order of the keys.
     auto walkOn = [&](std::size_t i) {
         std::uint32_t place = 0;
         do {
-            if (!streams[i].next(cursor[i], mask, place))
-                throw WriterError("stripe " + std::to_string(stripe + 1) + ": a key found no free place; raise stripe_bytes");
+            if (!streams[i].next(cursor[i], mask, place)) {
+                Sha1Digest key = letter.keys[i].first;
+                throw WriterError("stripe " + std::to_string(stripe + 1) + " of " + std::to_string(letter.stripeSize) +
+                                  " bytes, " + std::to_string(n) + " keys: a key found no free place (" + toHex(key) +
+                                  "); raise stripe_bytes");
+            }
         } while (bytes[place] == kTaken);
         want[i] = place;
         if (wanted[place] < 2 && ++wanted[place] == 2)
@@ -309,48 +316,93 @@ void HashEncoder::placeStripe(Letter& letter, std::vector<DigestStream>& streams
         bytes[want[i]] = letter.keys[i].second[static_cast<std::size_t>(stripe)];
 }
 
-void HashEncoder::encode() {
-    sections_.clear();
+namespace {
+
+// A filing in its letter's temporary file: search key digest, result bytes,
+// the filing's index.
+constexpr std::size_t kBucketRecord = 20 + 8 + 8;
+
+} // namespace
+
+HashEncoder::~HashEncoder() = default;
+
+void HashEncoder::begin(const std::string& tempFolder) {
+    sizes_.clear();
     stats_ = HashEncodeStats{};
-    filingEmdps_.assign(world_.filings.size(), 0);
-    std::vector<std::pair<Sha1Digest, std::size_t>> digests;
-    digests.reserve(world_.filings.size());
-    for (std::size_t i = 0; i < world_.filings.size(); ++i) {
-        const Filing& f = world_.filings[i];
-        const std::string where = "filings[" + std::to_string(i) + "]";
-        std::uint64_t emdp = 0;
-        if (!emdpOf(f.from, lcd_, emdp))
-            throw WriterError(where + ".from: the address has no key (its ZIP is not numeric)");
-        filingEmdps_[i] = emdp;
-        const Bytes key = searchKey(f, emdp);
-        const Sha1Digest sha = sha1Of(key.data(), key.size());
-        digests.emplace_back(sha, i);
-        const int group = (f.from.zip9[0] - '0') * 10 + (f.from.zip9[1] - '0');
-        sections_[letters_[static_cast<std::size_t>(group)]].keys.emplace_back(sha, resultBytes(f, sha, where));
-    }
+    buckets_ = std::make_unique<BucketFiles>(tempFolder, 26, kBucketRecord);
+}
+
+std::uint64_t HashEncoder::add(std::size_t index, const Filing& f) {
+    const std::string where = "filings[" + std::to_string(index) + "]";
+    std::uint64_t emdp = 0;
+    if (!emdpOf(f.from, lcd_, emdp))
+        throw WriterError(where + ".from: the address has no key (its ZIP is not numeric)");
+    const Bytes key = searchKey(f, emdp);
+    const Sha1Digest sha = sha1Of(key.data(), key.size());
+    const Bytes result = resultBytes(f, sha, where);
+    const int group = (f.from.zip9[0] - '0') * 10 + (f.from.zip9[1] - '0');
+    unsigned char record[kBucketRecord];
+    std::copy(sha.begin(), sha.end(), record);
+    std::copy(result.begin(), result.end(), record + 20);
+    const std::uint64_t i = index;
+    std::memcpy(record + 28, &i, 8);
+    buckets_->append(static_cast<std::size_t>(letters_[static_cast<std::size_t>(group)] - 'a'), record);
+    return emdp;
+}
+
+void HashEncoder::finish(const std::function<void(char letter, const LetterSections& sections)>& sink) {
+    buckets_->flush();
     // Two filings with one search key: the first filing that repeats an
-    // earlier one's key is named.
-    std::sort(digests.begin(), digests.end());
-    std::size_t repeat = digests.size();
-    for (std::size_t i = 1; i < digests.size(); ++i)
-        if (digests[i].first == digests[i - 1].first)
-            repeat = std::min(repeat, digests[i].second);
-    if (repeat < digests.size())
+    // earlier one's key is named. Equal keys share the address, hence the letter.
+    std::uint64_t repeat = UINT64_MAX;
+    for (std::size_t b = 0; b < 26; ++b) {
+        if (buckets_->records(b) == 0)
+            continue;
+        const Bytes rows = buckets_->read(b);
+        std::vector<std::pair<Sha1Digest, std::uint64_t>> digests(rows.size() / kBucketRecord);
+        for (std::size_t k = 0; k < digests.size(); ++k) {
+            const unsigned char* r = rows.data() + k * kBucketRecord;
+            std::copy(r, r + 20, digests[k].first.begin());
+            std::memcpy(&digests[k].second, r + 28, 8);
+        }
+        std::sort(digests.begin(), digests.end());
+        for (std::size_t k = 1; k < digests.size(); ++k)
+            if (digests[k].first == digests[k - 1].first)
+                repeat = std::min(repeat, digests[k].second);
+    }
+    if (repeat != UINT64_MAX)
         throw WriterError("filings[" + std::to_string(repeat) +
                           "]: another filing has the same search key (address and name)");
-    digests = {};
 
-    for (auto& entry : sections_) {
-        Letter& l = entry.second;
+    for (char c = 'a'; c <= 'z'; ++c) {
+        const std::size_t b = static_cast<std::size_t>(c - 'a');
+        Letter l;
+        if (buckets_->records(b) == 0) {
+            l.sections.filter.assign(world_.dataset.filterBytes, 0);
+            for (Bytes& stripe : l.sections.stripes)
+                stripe.assign(world_.dataset.stripeBytes, 0);
+            sink(c, l.sections);
+            continue;
+        }
+        {
+            const Bytes rows = buckets_->read(b);
+            l.keys.resize(rows.size() / kBucketRecord);
+            for (std::size_t k = 0; k < l.keys.size(); ++k) {
+                const unsigned char* r = rows.data() + k * kBucketRecord;
+                std::copy(r, r + 20, l.keys[k].first.begin());
+                std::copy(r + 20, r + 28, l.keys[k].second.begin());
+            }
+        }
         const std::uint64_t n = l.keys.size();
         l.filterSize = static_cast<std::uint32_t>(
             nextPowerOfTwo(std::max<std::uint64_t>(world_.dataset.filterBytes, kFilterBytesPerKey * n)));
         l.stripeSize = static_cast<std::uint32_t>(
             nextPowerOfTwo(std::max<std::uint64_t>(world_.dataset.stripeBytes, kStripeBytesPerKey * n)));
+        sizes_[c] = {l.filterSize, l.stripeSize};
         BitTable filter(l.filterSize);
         for (const auto& k : l.keys)
             filter.add(k.first);
-        l.filter = filter.bytes();
+        l.sections.filter = filter.bytes();
         stats_.worstFilterFalsePositive = std::max(stats_.worstFilterFalsePositive, std::pow(filter.fill(), 9));
         std::vector<DigestStream> streams;
         streams.reserve(l.keys.size());
@@ -358,28 +410,25 @@ void HashEncoder::encode() {
             streams.emplace_back(k.first);
         for (int s = 0; s < 8; ++s) {
             placeStripe(l, streams, s);
-            stats_.takenPlaces += static_cast<std::size_t>(
-                std::count(l.stripes[static_cast<std::size_t>(s)].begin(), l.stripes[static_cast<std::size_t>(s)].end(), kTaken));
+            const Bytes& stripe = l.sections.stripes[static_cast<std::size_t>(s)];
+            stats_.takenPlaces += static_cast<std::size_t>(std::count(stripe.begin(), stripe.end(), kTaken));
         }
         stats_.filings += l.keys.size();
+        streams = {};
+        l.keys = {};
+        sink(c, l.sections);
     }
+    buckets_.reset();
 }
 
 std::uint32_t HashEncoder::filterBytes(char letter) const {
-    const auto it = sections_.find(letter);
-    return it != sections_.end() ? it->second.filterSize : world_.dataset.filterBytes;
+    const auto it = sizes_.find(letter);
+    return it != sizes_.end() ? it->second.first : world_.dataset.filterBytes;
 }
 
 std::uint32_t HashEncoder::stripeBytes(char letter) const {
-    const auto it = sections_.find(letter);
-    return it != sections_.end() ? it->second.stripeSize : world_.dataset.stripeBytes;
-}
-
-Bytes HashEncoder::section(char letter, int section) const {
-    const auto it = sections_.find(letter);
-    if (it == sections_.end() || section == 9)
-        return Bytes(section == 0 ? filterBytes(letter) : stripeBytes(letter), 0);
-    return section == 0 ? it->second.filter : it->second.stripes[static_cast<std::size_t>(section - 1)];
+    const auto it = sizes_.find(letter);
+    return it != sizes_.end() ? it->second.second : world_.dataset.stripeBytes;
 }
 
 } // namespace qvw

@@ -13,7 +13,9 @@
 
 #include <array>
 #include <cstdint>
+#include <functional>
 #include <map>
+#include <memory>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -86,6 +88,14 @@ struct HashEncodeStats {
     double worstFilterFalsePositive = 0; // estimated, over the letters with filings
 };
 
+class BucketFiles;
+
+// The sections of one letter: its filter and its eight stripes.
+struct LetterSections {
+    Bytes filter;
+    std::array<Bytes, 8> stripes;
+};
+
 class HashEncoder {
 public:
     // zips: zip.lst without its guard line; hints: hint.lst; letters: the
@@ -93,27 +103,33 @@ public:
     // years back to one ahead of it, the span the one-digit year decodes to.
     HashEncoder(const World& world, const std::vector<std::string>& zips, const std::vector<std::string>& hints,
                 const std::array<char, 100>& letters, int currentYear);
+    ~HashEncoder();
 
-    // Builds the sections of every letter. Throws WriterError naming the filing.
-    void encode();
+    // Filings go in one at a time, in the world's order, so that no more than
+    // one letter is ever held: begin() opens a temporary file per letter in
+    // `tempFolder`, add() files one filing's key and result bytes there and
+    // returns the EMDP of its old address; finish() builds the letters one
+    // after another and hands each, a to z, to `sink` (a letter without
+    // filings all zero, at the minimum sizes). Throws WriterError naming the
+    // filing.
+    void begin(const std::string& tempFolder);
+    std::uint64_t add(std::size_t index, const Filing& filing);
+    void finish(const std::function<void(char letter, const LetterSections& sections)>& sink);
 
+    // After finish().
     std::uint32_t filterBytes(char letter) const;
     std::uint32_t stripeBytes(char letter) const;
-    // Section 0 is the filter, 1 to 8 the stripes; 9 (reserved) is all zero.
-    Bytes section(char letter, int section) const;
     const HashEncodeStats& stats() const { return stats_; }
 
     // The eight stored bytes of one filing's result under `key`.
     Bytes resultBytes(const Filing& filing, const Sha1Digest& key, const std::string& where) const;
-    // The EMDP of each filing's old address, by filing, after encode().
-    const std::vector<std::uint64_t>& filingEmdps() const { return filingEmdps_; }
 
 private:
+    using Result = std::array<unsigned char, 8>;
     struct Letter {
-        std::vector<std::pair<Sha1Digest, Bytes>> keys; // search key digest, result bytes
+        std::vector<std::pair<Sha1Digest, Result>> keys; // search key digest, result bytes
         std::uint32_t filterSize = 0, stripeSize = 0;
-        Bytes filter;
-        std::array<Bytes, 8> stripes;
+        LetterSections sections;
     };
     void placeStripe(Letter& letter, std::vector<DigestStream>& streams, int stripe);
     // filingSearchKey with each distinct name ruled once.
@@ -127,12 +143,12 @@ private:
     int currentYear_;
     LcdReplacements lcd_;
     std::vector<NameRuleLine> rules_;
-    std::map<char, Letter> sections_;
+    std::unique_ptr<BucketFiles> buckets_; // one a letter, a to z
+    std::map<char, std::pair<std::uint32_t, std::uint32_t>> sizes_; // filter and stripe bytes of filled letters
     HashEncodeStats stats_;
     std::unordered_map<std::string, std::uint64_t> zipIndex_;
     std::unordered_map<std::string, unsigned> hintIndex_;
     std::unordered_map<std::string, std::string> ruledFirst_, ruledLast_;
-    std::vector<std::uint64_t> filingEmdps_;
 };
 
 } // namespace qvw

@@ -75,10 +75,10 @@ void fill(Rv9Dictionary& dict, const std::set<std::string>& texts, const char* n
 
 } // namespace
 
-Rv9Data encodeRanges(const std::vector<AddressRange>& ranges) {
+Rv9Data encodeRanges(const WorldStream& ranges) {
     Rv9Data d;
     std::set<std::string> pno, dsc, sno, suf, nam, crd, lln;
-    for (const auto& r : ranges) {
+    ranges.forEachRange([&](const AddressRange& r) {
         pno.insert(r.primaryLow);
         pno.insert(r.primaryHigh);
         dsc.insert(r.designator);
@@ -88,7 +88,7 @@ Rv9Data encodeRanges(const std::vector<AddressRange>& ranges) {
         nam.insert(r.street);
         crd.insert(r.carrierRoute);
         lln.insert(r.lastLine);
-    }
+    });
     fill(d.pno, pno, "pno.dat");
     fill(d.dsc, dsc, "dsc.dat");
     fill(d.sno, sno, "sno.dat");
@@ -101,7 +101,7 @@ Rv9Data encodeRanges(const std::vector<AddressRange>& ranges) {
         throw WriterError("rv9: too many street names for word C");
 
     auto pad = [](const std::string& s, std::size_t n) { return padRight(s, n); };
-    for (const auto& r : ranges) {
+    ranges.forEachRange([&](const AddressRange& r) {
         Rv9Record rec;
         // Filed under the low add-on of its span.
         rec.key = static_cast<std::uint32_t>(std::stoul(r.zip) * 10000UL + std::stoul(r.addonLow));
@@ -122,7 +122,7 @@ Rv9Data encodeRanges(const std::vector<AddressRange>& ranges) {
         rec.c = d.lln.indexOf(pad(r.lastLine, 6)) +
                 35000ULL * (d.crd.indexOf(pad(r.carrierRoute, 4)) + 2000ULL * d.nam.indexOf(pad(r.street, 28)));
         d.records.push_back(rec);
-    }
+    });
     std::stable_sort(d.records.begin(), d.records.end(),
                      [](const Rv9Record& x, const Rv9Record& y) { return x.key < y.key; });
     return d;

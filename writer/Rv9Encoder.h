@@ -40,9 +40,9 @@ struct Rv9Data {
     Bytes esdImage() const;
 };
 
-// Builds dictionaries and records from the world's ranges. Throws WriterError
-// when a dictionary outgrows its digit.
-Rv9Data encodeRanges(const std::vector<AddressRange>& ranges);
+// Builds dictionaries and records from the world's ranges, walked twice.
+// Throws WriterError when a dictionary outgrows its digit.
+Rv9Data encodeRanges(const WorldStream& ranges);
 
 // Values of the small fixed lists, 0 for blank: "FGHPRS", the directionals
 // E N NE NW S SE SW W, and "BEO".

@@ -110,17 +110,36 @@ std::vector<std::string> readWords(const std::string& path) {
     return out;
 }
 
+// `value` zero-filled to `width` digits, or more when it needs them.
 std::string digits(unsigned value, int width) {
-    char buf[24];
-    std::snprintf(buf, sizeof buf, "%0*u", width, value);
-    return buf;
+    char buf[16];
+    char* p = buf + sizeof buf;
+    do {
+        *--p = static_cast<char>('0' + value % 10);
+        value /= 10;
+    } while (value != 0 || buf + sizeof buf - p < width);
+    return std::string(p, buf + sizeof buf);
 }
 
 } // namespace
 
-struct SynthGenerator::Impl {
+// A filing as the generator drew it: 32 bytes instead of the kilobyte of its
+// text, so that a national-scale world fits in memory; the text is made
+// again whenever the filing is read.
+struct CompactFiling {
+    std::uint64_t from = 0, to = 0; // addresses; `to` unused without new address
+    std::uint32_t first = 0, last = 0; // given name and surname; a firm: surname, trade << 8 | ending
+    std::uint32_t middle = 0;          // 0 none, 1 to 26 an initial, 27 on a given name
+    std::uint16_t month = 0;           // move date as year * 12 + month - 1
+    std::uint8_t kind = 0;             // Filing::Kind
+    std::uint8_t flags = 0;            // kDrop, kAbroad, suffix << 2
+};
+constexpr std::uint8_t kDrop = 1, kAbroad = 2;
+const char* const kNameSuffixes[] = {"", "JR", "SR", "III"};
+
+struct SynthGenerator::Impl : WorldStream {
     SynthOptions opt;
-    bool built = false;
+    bool built = false, whole = false; // compact form made; world's filings and ranges filled too
     World world;
     SynthSummary summary;
 
@@ -138,11 +157,16 @@ struct SynthGenerator::Impl {
         unsigned low = 0;          // first house; the building's number for a high-rise
         std::uint32_t street = 0;  // index into streetNames
     };
+    struct Street {
+        std::string pre, base, suffix, route;
+    };
     std::vector<Zip> zips;
     std::vector<Range> ranges;
     std::vector<std::string> streetNames; // "N OAK ST" as a list writes it
+    std::vector<Street> streets;
     std::vector<std::uint8_t> taken;      // by address: 1 when a filing moved from it
-    std::vector<std::uint64_t> filingAt;  // old address of each filing
+    std::vector<CompactFiling> filings;
+    std::vector<std::pair<std::string, char>> genders; // sorted
 
     explicit Impl(const SynthOptions& o) : opt(o) {}
 
@@ -184,6 +208,19 @@ struct SynthGenerator::Impl {
     void buildGrid(Rng& rng);
     void buildFilings(Rng& rng);
     void build();
+    void buildWhole();
+
+    AddressRange addressRange(std::size_t r) const;
+    Filing filing(std::size_t i) const;
+    std::size_t filingCount() const override { return filings.size(); }
+    void forEachFiling(const std::function<void(std::size_t, const Filing&)>& visit) const override {
+        for (std::size_t i = 0; i < filings.size(); ++i)
+            visit(i, filing(i));
+    }
+    void forEachRange(const std::function<void(const AddressRange&)>& visit) const override {
+        for (std::size_t r = 0; r < ranges.size(); ++r)
+            visit(addressRange(r));
+    }
 
     std::string personName(Rng& rng, PersonName& n) const;
     SynthListRecord listRow(std::uint64_t a) const;
@@ -244,6 +281,7 @@ void SynthGenerator::Impl::buildGrid(Rng& rng) {
     zips.clear();
     ranges.clear();
     streetNames.clear();
+    streets.clear();
     world.places.clear();
     world.ranges.clear();
     // ZIPs spread evenly over 01000 to 99999, so that every ZIP group and
@@ -273,6 +311,7 @@ void SynthGenerator::Impl::buildGrid(Rng& rng) {
             const std::string base = rng.pick(bases), suffix = rng.pick(kSuffixes);
             const std::string route = "C" + digits(static_cast<unsigned>(1 + rng.below(60)), 3);
             const std::uint32_t street = static_cast<std::uint32_t>(streetNames.size());
+            streets.push_back({pre, base, suffix, route});
             streetNames.push_back((pre.empty() ? "" : pre + " ") + base + " " + suffix);
             const unsigned firstBlock = static_cast<unsigned>(1 + rng.below(40));
             const unsigned blocks = static_cast<unsigned>(2 + rng.below(7));
@@ -288,30 +327,6 @@ void SynthGenerator::Impl::buildGrid(Rng& rng) {
                     if (highRise)
                         r.low += static_cast<unsigned>(2 * rng.below(50));
                     ranges.push_back(r);
-
-                    AddressRange ar;
-                    ar.zip = digits(zip.code, 5);
-                    ar.addonLow = ar.addonHigh = digits(r.addon, 4);
-                    ar.preDir = pre;
-                    ar.street = base;
-                    ar.suffix = suffix;
-                    ar.carrierRoute = route;
-                    ar.lastLine = "C" + ar.zip;
-                    // Digit-only numbers stand right-justified and zero-filled.
-                    if (highRise) {
-                        ar.recordType = 'H';
-                        ar.primaryLow = ar.primaryHigh = padLeft(std::to_string(r.low), 10, '0');
-                        ar.designator = "APT";
-                        ar.secondaryLow = padLeft("1", 8, '0');
-                        ar.secondaryHigh = padLeft(std::to_string(kUnitsPerBuilding), 8, '0');
-                        ar.secondaryParity = 'B';
-                    } else {
-                        ar.recordType = 'S';
-                        ar.primaryLow = padLeft(std::to_string(r.low), 10, '0');
-                        ar.primaryHigh = padLeft(std::to_string(r.low + 2 * (kHousesPerRange - 1)), 10, '0');
-                        ar.primaryParity = side == 0 ? 'E' : 'O';
-                    }
-                    world.ranges.push_back(std::move(ar));
                 }
             }
             if (addon > 9000)
@@ -346,14 +361,38 @@ std::string SynthGenerator::Impl::personName(Rng& rng, PersonName& n) const {
     return text;
 }
 
+AddressRange SynthGenerator::Impl::addressRange(std::size_t index) const {
+    const Range& r = ranges[index];
+    const Street& street = streets[r.street];
+    AddressRange ar;
+    ar.zip = digits(zips[r.zip].code, 5);
+    ar.addonLow = ar.addonHigh = digits(r.addon, 4);
+    ar.preDir = street.pre;
+    ar.street = street.base;
+    ar.suffix = street.suffix;
+    ar.carrierRoute = street.route;
+    ar.lastLine = "C" + ar.zip;
+    // Digit-only numbers stand right-justified and zero-filled.
+    if (r.highRise) {
+        ar.recordType = 'H';
+        ar.primaryLow = ar.primaryHigh = padLeft(std::to_string(r.low), 10, '0');
+        ar.designator = "APT";
+        ar.secondaryLow = padLeft("1", 8, '0');
+        ar.secondaryHigh = padLeft(std::to_string(kUnitsPerBuilding), 8, '0');
+        ar.secondaryParity = 'B';
+    } else {
+        ar.recordType = 'S';
+        ar.primaryLow = padLeft(std::to_string(r.low), 10, '0');
+        ar.primaryHigh = padLeft(std::to_string(r.low + 2 * (kHousesPerRange - 1)), 10, '0');
+        ar.primaryParity = r.low % 2 == 0 ? 'E' : 'O'; // the even face first
+    }
+    return ar;
+}
+
 void SynthGenerator::Impl::buildFilings(Rng& rng) {
-    std::vector<std::pair<std::string, char>> genders = kGenders;
+    genders = kGenders;
     std::sort(genders.begin(), genders.end());
     world.names.genders = genders;
-    auto genderOf = [&](const std::string& first) {
-        const auto it = std::lower_bound(genders.begin(), genders.end(), std::make_pair(first, '\0'));
-        return it != genders.end() && it->first == first ? it->second : 'U';
-    };
 
     // Move dates: the last 47 months, all inside the span a one-digit year tells.
     std::time_t now = std::time(nullptr);
@@ -361,37 +400,51 @@ void SynthGenerator::Impl::buildFilings(Rng& rng) {
     localtime_r(&now, &tm);
     const int nowMonths = (tm.tm_year + 1900) * 12 + tm.tm_mon;
 
-    world.filings.clear();
-    world.filings.reserve(opt.filings);
-    filingAt.clear();
-    filingAt.reserve(opt.filings);
+    // Picks that keep the index of what they picked.
+    auto pick = [&rng](const std::vector<std::string>& v, std::uint32_t& index) -> const std::string& {
+        index = static_cast<std::uint32_t>(rng.below(v.size()));
+        return v[index];
+    };
+
+    filings.clear();
+    filings.reserve(opt.filings);
     taken.assign(static_cast<std::size_t>(addressCount()), 0);
     for (std::size_t i = 0; i < opt.filings; ++i) {
         std::uint64_t from = randomAddress(rng);
         while (taken[from])
             from = randomAddress(rng);
         taken[from] = 1;
-        filingAt.push_back(from);
 
-        Filing f;
+        CompactFiling f;
+        f.from = from;
         const std::size_t kind = rng.below(100);
         if (kind < 70) {
-            f.kind = Filing::Kind::Individual;
-            personName(rng, f.name);
-            f.name.gender = genderOf(f.name.first);
+            // As personName() draws.
+            f.kind = static_cast<std::uint8_t>(Filing::Kind::Individual);
+            pick(given, f.first);
+            pick(surnames, f.last);
+            const double m = static_cast<double>(rng.below(100)) / 100.0;
+            if (m < 0.5)
+                f.middle = 1 + static_cast<std::uint32_t>(rng.below(26));
+            else if (m < 0.7)
+                f.middle = 27 + static_cast<std::uint32_t>(rng.below(given.size()));
+            if (rng.chance(0.02))
+                f.flags |= static_cast<std::uint8_t>((rng.chance(0.7) ? 1 : rng.chance(0.5) ? 2 : 3) << 2);
             ++summary.individuals;
         } else if (kind < 95) {
-            f.kind = Filing::Kind::Family;
-            f.name.last = rng.pick(surnames);
+            f.kind = static_cast<std::uint8_t>(Filing::Kind::Family);
+            pick(surnames, f.last);
             ++summary.families;
         } else {
-            f.kind = Filing::Kind::Business;
-            f.business = rng.pick(surnames) + " " + rng.pick(kTrades) + " " + rng.pick(kFirmEnds);
+            f.kind = static_cast<std::uint8_t>(Filing::Kind::Business);
+            // Drawn in the order of the text they make.
+            std::uint32_t trade = 0, end = 0;
+            const std::string name = pick(surnames, f.first) + " " + pick(kTrades, trade) + " " + pick(kFirmEnds, end);
+            f.last = trade << 8 | end;
             ++summary.businesses;
         }
-        f.from = address(from);
         if (rng.chance(0.02)) {
-            f.toZip11 = "00000000019"; // moved abroad: a code, no new address
+            f.flags |= kAbroad; // moved abroad: a code, no new address
             ++summary.coded;
         } else {
             // Half move within their ZIP, the others anywhere.
@@ -401,18 +454,48 @@ void SynthGenerator::Impl::buildFilings(Rng& rng) {
                 const std::size_t r = zip.firstRange + rng.below(zip.rangeCount);
                 to = (static_cast<std::uint64_t>(r) << kSlotBits) | rng.below(slots(ranges[r]));
             }
-            f.toZip11 = zip11(to);
+            f.to = to;
         }
         // The drop flag turns any answer for a person or firm into "91", a
         // name check's rejection too; it is set on moves with an address only.
-        if (f.kind != Filing::Kind::Family && f.toZip11.compare(0, 5, "00000") != 0 && rng.chance(0.03)) {
-            f.dropFlag = true;
+        if (f.kind != static_cast<std::uint8_t>(Filing::Kind::Family) && !(f.flags & kAbroad) && rng.chance(0.03)) {
+            f.flags |= kDrop;
             ++summary.dropped;
         }
-        const int month = nowMonths - 1 - static_cast<int>(rng.below(47));
-        f.moveDate = digits(static_cast<unsigned>(month / 12), 4) + digits(static_cast<unsigned>(month % 12 + 1), 2);
-        world.filings.push_back(std::move(f));
+        f.month = static_cast<std::uint16_t>(nowMonths - 1 - static_cast<int>(rng.below(47)));
+        filings.push_back(f);
     }
+}
+
+Filing SynthGenerator::Impl::filing(std::size_t i) const {
+    const CompactFiling& c = filings[i];
+    Filing f;
+    f.kind = static_cast<Filing::Kind>(c.kind);
+    switch (f.kind) {
+    case Filing::Kind::Individual: {
+        f.name.first = given[c.first];
+        f.name.last = surnames[c.last];
+        if (c.middle >= 27)
+            f.name.middle = given[c.middle - 27];
+        else if (c.middle > 0)
+            f.name.middle = std::string(1, static_cast<char>('A' + c.middle - 1));
+        f.name.suffix = kNameSuffixes[c.flags >> 2];
+        const auto it = std::lower_bound(genders.begin(), genders.end(), std::make_pair(f.name.first, '\0'));
+        f.name.gender = it != genders.end() && it->first == f.name.first ? it->second : 'U';
+        break;
+    }
+    case Filing::Kind::Family:
+        f.name.last = surnames[c.last];
+        break;
+    case Filing::Kind::Business:
+        f.business = surnames[c.first] + " " + kTrades[c.last >> 8] + " " + kFirmEnds[c.last & 0xFF];
+        break;
+    }
+    f.from = address(c.from);
+    f.toZip11 = (c.flags & kAbroad) ? "00000000019" : zip11(c.to);
+    f.dropFlag = (c.flags & kDrop) != 0;
+    f.moveDate = digits(c.month / 12u, 4) + digits(c.month % 12u + 1, 2);
+    return f;
 }
 
 void SynthGenerator::Impl::build() {
@@ -426,6 +509,14 @@ void SynthGenerator::Impl::build() {
     buildGrid(rng);
     buildFilings(rng);
     built = true;
+}
+
+void SynthGenerator::Impl::buildWhole() {
+    world.ranges.reserve(ranges.size());
+    forEachRange([&](const AddressRange& r) { world.ranges.push_back(r); });
+    world.filings.reserve(filings.size());
+    forEachFiling([&](std::size_t, const Filing& f) { world.filings.push_back(f); });
+    whole = true;
 }
 
 SynthListRecord SynthGenerator::Impl::listRow(std::uint64_t a) const {
@@ -449,14 +540,26 @@ SynthListRecord SynthGenerator::Impl::listRow(std::uint64_t a) const {
 SynthGenerator::SynthGenerator(const SynthOptions& options) : impl_(new Impl(options)) {}
 SynthGenerator::~SynthGenerator() { delete impl_; }
 
-const World& SynthGenerator::world() {
+const World& SynthGenerator::base() {
     if (!impl_->built)
         impl_->build();
     return impl_->world;
 }
 
+const WorldStream& SynthGenerator::stream() {
+    base();
+    return *impl_;
+}
+
+const World& SynthGenerator::world() {
+    base();
+    if (!impl_->whole)
+        impl_->buildWhole();
+    return impl_->world;
+}
+
 const SynthSummary& SynthGenerator::summary() {
-    world();
+    base();
     return impl_->summary;
 }
 
@@ -470,9 +573,9 @@ const char* SynthGenerator::kindName(SynthListRecord::Kind kind) {
 
 std::vector<SynthListRecord> SynthGenerator::makeList(std::size_t records, double hitRate, std::uint64_t seed) {
     using Kind = SynthListRecord::Kind;
-    world();
+    base();
     Impl& m = *impl_;
-    const std::vector<Filing>& filings = m.world.filings;
+    const std::vector<CompactFiling>& filings = m.filings;
     if (filings.empty())
         throw WriterError("synthetic list: the world has no filing");
     Rng rng(seed ^ 0x5EED5EED5EEDULL);
@@ -507,7 +610,7 @@ std::vector<SynthListRecord> SynthGenerator::makeList(std::size_t records, doubl
     auto pickFiling = [&](auto&& wanted) -> std::size_t {
         for (int tries = 0; tries < 1000; ++tries) {
             const std::size_t i = rng.below(filings.size());
-            if (wanted(filings[i]))
+            if (wanted(m.filing(i)))
                 return i;
         }
         return filings.size();
@@ -549,7 +652,7 @@ std::vector<SynthListRecord> SynthGenerator::makeList(std::size_t records, doubl
         case Kind::WrongHouse:
             fi = pickFiling([](const Filing& f) { return f.kind != Filing::Kind::Business; });
             if (fi < filings.size())
-                at = freeAddress(m.filingAt[fi], true);
+                at = freeAddress(filings[fi].from, true);
             break;
         case Kind::OtherName:
             fi = pickFiling([](const Filing& f) { return f.kind != Filing::Kind::Business; });
@@ -569,12 +672,13 @@ std::vector<SynthListRecord> SynthGenerator::makeList(std::size_t records, doubl
             if (at == m.addressCount())
                 throw WriterError("synthetic list: no address without a filing found");
         } else if (kind != Kind::WrongHouse) {
-            at = m.filingAt[fi];
+            at = filings[fi].from;
         }
 
         row = m.listRow(at);
         row.kind = kind;
-        const Filing* f = fi < filings.size() ? &filings[fi] : nullptr;
+        const Filing filed = fi < filings.size() ? m.filing(fi) : Filing{};
+        const Filing* f = fi < filings.size() ? &filed : nullptr;
         PersonName other;
         switch (kind) {
         case Kind::Hit:

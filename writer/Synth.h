@@ -69,6 +69,12 @@ public:
 
     // The world: places, ranges, filings, name lists. Built on the first call.
     const World& world();
+    // The same without its filings and ranges, which stream() hands out one
+    // at a time from a compact form (32 bytes a filing): what writes a set of
+    // national size (DataSetWriter's stream constructor). Much less memory
+    // than world(), which makes them all as text.
+    const World& base();
+    const WorldStream& stream();
     const SynthSummary& summary();
 
     // `records` list rows, of which about `hitRate` are found (hits and

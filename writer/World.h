@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <utility>
@@ -145,6 +146,35 @@ struct World {
     std::vector<LeftRight> leftRight;
     std::vector<X11Entry> x11;
     NameLists names;
+};
+
+// The filings and address ranges of a world handed out one at a time, for
+// worlds too big to hold as text (national scale). Every walk visits all of
+// them, in the same order each time.
+class WorldStream {
+public:
+    virtual ~WorldStream() = default;
+    virtual std::size_t filingCount() const = 0;
+    virtual void forEachFiling(const std::function<void(std::size_t, const Filing&)>& visit) const = 0;
+    virtual void forEachRange(const std::function<void(const AddressRange&)>& visit) const = 0;
+};
+
+// The stream of a world's own vectors.
+class WorldVectors : public WorldStream {
+public:
+    explicit WorldVectors(const World& world) : world_(world) {}
+    std::size_t filingCount() const override { return world_.filings.size(); }
+    void forEachFiling(const std::function<void(std::size_t, const Filing&)>& visit) const override {
+        for (std::size_t i = 0; i < world_.filings.size(); ++i)
+            visit(i, world_.filings[i]);
+    }
+    void forEachRange(const std::function<void(const AddressRange&)>& visit) const override {
+        for (const AddressRange& r : world_.ranges)
+            visit(r);
+    }
+
+private:
+    const World& world_;
 };
 
 // A date as YYYYMMDD (withDay) or YYYYMM, with a month 1-12 and a day 1-31.
