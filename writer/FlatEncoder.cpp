@@ -41,7 +41,7 @@ bool sameKey(const Record& a, const Record& b) { return std::equal(a.begin(), a.
 } // namespace
 
 FlatEncoder::FlatEncoder(const World& world, const HashEncoder& results)
-    : world_(world), results_(results), lcd_(lcdReplacements(world)),
+    : results_(results), lcd_(lcdReplacements(world)),
       rules_(world.names.rules.value_or(defaultNameRules())) {}
 
 FlatEncoder::~FlatEncoder() = default;

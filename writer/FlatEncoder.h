@@ -56,7 +56,6 @@ public:
     std::size_t filings() const { return filings_; }
 
 private:
-    const World& world_;
     const HashEncoder& results_;
     LcdReplacements lcd_;
     std::vector<NameRuleLine> rules_;
