@@ -10,6 +10,7 @@ PKGS=(
   pybind11-dev python3-pybind11 python3-pytest python3-pandas python3-dask python3-distributed
   libcpp-httplib-dev
   clang libclang-rt-dev
+  chromium   # the web page's test drives it headless; without it that test is skipped
 )
 
 missing=()
