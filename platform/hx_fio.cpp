@@ -349,6 +349,13 @@ int hx_fio_puts(hx_file* file, const char* text) {
     return hx_fio_putb(file, text, n) < 0 ? -1 : static_cast<int>(n);
 }
 
+void hx_fio_prefetch(const char* path) {
+    const int fd = ::open(path, O_RDONLY | O_CLOEXEC);
+    if (fd < 0) return;
+    ::posix_fadvise(fd, 0, 0, POSIX_FADV_WILLNEED);
+    ::close(fd);
+}
+
 int hx_fio_stat(const char* path, hx_fio_info* info) {
     if (path == nullptr) return EINVAL;
     struct stat st;

@@ -64,6 +64,9 @@ int hx_fio_map(const char* path, hx_fio_view* view);
 // The same, reading the whole file in while mapping it, so that later reads
 // of the view touch memory only.
 int hx_fio_map_loaded(const char* path, hx_fio_view* view);
+// Asks the system to start reading a whole file into its cache, without
+// waiting; a path that does not open is ignored (its reader will say why).
+void hx_fio_prefetch(const char* path);
 // Releases a view made by hx_fio_map and empties it; an empty view is ignored.
 void hx_fio_unmap(hx_fio_view* view);
 

@@ -1,8 +1,5 @@
 #include "DataTables.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <cstring>
 #include <new>
 
@@ -143,12 +140,7 @@ bool CNCOA_DataTables::initialize(const char* dataPath, const char* lkmPath, con
 // national set holds gigabytes. A file that doesn't open is left to the
 // reader that fails on it, with its code.
 void CNCOA_DataTables::prefetchMemoryFiles() {
-    auto prefetch = [](const QvbString& path) {
-        const int fd = ::open(path.asCstr(), O_RDONLY | O_CLOEXEC);
-        if (fd < 0) return;
-        ::posix_fadvise(fd, 0, 0, POSIX_FADV_WILLNEED);
-        ::close(fd);
-    };
+    auto prefetch = [](const QvbString& path) { hx_fio_prefetch(path.asCstr()); };
     if (isHashData) {
         for (char c = 'a'; c <= 'z'; ++c)
             for (int s = 0; s < 10; ++s) prefetch(getClkXHsYPath(c, s));
