@@ -34,8 +34,8 @@ fuzz: all
 fuzz-smoke: fuzz
 	fuzz/smoke.sh $(FUZZ_BUILD)
 
-# Each fuzz target for FUZZ_SECONDS (600), FUZZ_PARALLEL (2) at a time, at the
-# lowest priority; corpora grow under $(FUZZ_BUILD)/fuzz-long.
+# Each fuzz target for FUZZ_SECONDS (600) of CPU time, FUZZ_PARALLEL (2) at a
+# time, at nice FUZZ_NICE (19); corpora grow under $(FUZZ_BUILD)/fuzz-long.
 FUZZ_SECONDS  ?= 600
 FUZZ_PARALLEL ?= 2
 fuzz-long: fuzz

@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
-# Runs every fuzz target for a while (default 600 s each, 2 at a time, at the
-# lowest priority so other work on the machine goes first), growing a corpus
+# Runs every fuzz target for SECONDS of CPU time (default 600 s each, 2 at a
+# time, at nice FUZZ_NICE, default 19, so other work goes first), growing a corpus
 # per target under OUT/corpus and keeping any crashing input under OUT/crashes.
-# Prints one line per target: runs, wall and CPU seconds, corpus size, result.
+# Prints one line per target: runs, wall and CPU seconds, rounds, corpus size,
+# result.
 # An input counts as hung after FUZZ_TIMEOUT (300) s: at the lowest priority on
 # a busy machine, one open of a set under ASan can take tens of seconds.
 # Usage: fuzz/long.sh FUZZ_BUILD_DIR [SECONDS] [PARALLEL] [OUT] [TARGET...]
@@ -10,6 +11,7 @@ set -uo pipefail
 build=$1
 seconds=${2:-600}
 parallel=${3:-2}
+niceness=${FUZZ_NICE:-19}
 out=${4:-$build/fuzz-long}
 shift $(( $# < 4 ? $# : 4 ))
 bin=$build/fuzz
@@ -26,17 +28,26 @@ one() {
     mkdir -p "$out/corpus/$name" "$out/crashes/$name"
     local dirs=("$out/corpus/$name" "$bin/corpus/$name")
     [ -d "$src/regressions/$name" ] && dirs+=("$src/regressions/$name")
-    local start=$SECONDS
-    /usr/bin/time -f "%U %S" -o "$out/logs/$name.time" \
-        nice -n 19 "$t" -max_total_time="$seconds" -timeout="${FUZZ_TIMEOUT:-300}" -rss_limit_mb=2048 -print_final_stats=1 \
-        -artifact_prefix="$out/crashes/$name/" "${dirs[@]}" > "$out/logs/$name.log" 2>&1
-    local rc=$? wall=$((SECONDS - start))
-    local runs cpu files result
-    runs=$(grep -o 'stat::number_of_executed_units: *[0-9]*' "$out/logs/$name.log" | grep -o '[0-9]*$' | tail -1)
-    cpu=$(awk 'NR==1 { printf "%.0f", $1 + $2 }' "$out/logs/$name.time" 2>/dev/null)
+    local start=$SECONDS runs=0 cpu=0 rc=0 round=0
+    # libFuzzer counts wall time; rounds resume from the grown corpus until the
+    # target has had its CPU seconds, so a busy machine stretches the run
+    # instead of shortening the fuzzing.
+    while [ "$cpu" -lt "$seconds" ] && [ $rc -eq 0 ]; do
+        local left=$((seconds - cpu)) log=$out/logs/$name.$round.log
+        [ $left -lt 30 ] && left=30
+        /usr/bin/time -f "%U %S" -o "$out/logs/$name.time" \
+            nice -n "$niceness" "$t" -max_total_time="$left" -timeout="${FUZZ_TIMEOUT:-300}" -rss_limit_mb=2048 -print_final_stats=1 \
+            -artifact_prefix="$out/crashes/$name/" "${dirs[@]}" > "$log" 2>&1
+        rc=$?
+        local r c
+        r=$(grep -o 'stat::number_of_executed_units: *[0-9]*' "$log" | grep -o '[0-9]*$' | tail -1)
+        c=$(awk 'NR==1 { printf "%.0f", $1 + $2 }' "$out/logs/$name.time" 2>/dev/null)
+        runs=$((runs + ${r:-0})); cpu=$((cpu + ${c:-0})); round=$((round + 1))
+    done
+    local wall=$((SECONDS - start)) files result
     files=$(find "$out/corpus/$name" -type f | wc -l)
-    result=ok; [ $rc -eq 0 ] || result="FAILED (exit $rc, see $out/logs/$name.log)"
-    printf '%-28s runs %10s  wall %4ss  cpu %4ss  corpus %6s  %s\n' "$name" "${runs:-?}" "$wall" "${cpu:-?}" "$files" "$result"
+    result=ok; [ $rc -eq 0 ] || result="FAILED (exit $rc, see $out/logs/$name.$((round - 1)).log)"
+    printf '%-28s runs %10s  wall %5ss  cpu %4ss  rounds %2s  corpus %6s  %s\n' "$name" "$runs" "$wall" "$cpu" "$round" "$files" "$result"
 }
 
 running=0
