@@ -77,6 +77,8 @@ void runBuild(const BuildOptions& o) {
     else
         fmt::print("  {} filings, {} stripe places marked taken, filter false-positive rate at most {:.2g}\n",
                    r.filingsEncoded, r.stripeTakenPlaces, r.filterFalsePositiveRate);
+    if (r.stripesDoubled != 0)
+        fmt::print("  stripes doubled {} times so that every key found a place\n", r.stripesDoubled);
 }
 
 struct SynthCommandOptions {

@@ -6,6 +6,8 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <map>
+#include <vector>
 #include <cstring>
 #include <filesystem>
 #include <random>
@@ -375,4 +377,79 @@ TEST_F(RoundTripTest, SideTablesAgreeWithTheWriter) {
         EXPECT_EQ(std::string(urb.buf, 13), "URB EL VEDADO");
         EXPECT_FALSE(CNCOA_UrbanizationLst(t).getUrbanizationName("009261521", urb));
     }
+}
+
+// Two keys whose second digest block begins with 0 walk only a few places in
+// the last stripe; when those places agree in a stripe of 8 bytes, no marking
+// gives both a place there. The writer doubles the letter's stripes instead
+// of failing, and the library finds both.
+TEST(RoundTripKeys, KeysWithNoPlaceGetLargerStripes) {
+    static CNCOA_DataTables noTables;
+    const int year = CNCOA_HashLookup(noTables).getCurrentYear();
+    Filing base;
+    base.kind = Filing::Kind::Individual;
+    base.name.last = "PLACE";
+    base.name.gender = 'U';
+    base.from.zip9 = "55101    ";
+    base.from.primary = "12";
+    base.toZip11 = "30301002012";
+    base.moveDate = std::to_string(year) + "03";
+    std::uint64_t emdp = 0;
+    ASSERT_TRUE(qvw::emdpOf(base.from, {}, emdp));
+    std::map<std::vector<std::uint32_t>, std::string> seen;
+    std::vector<Filing> pair;
+    for (int n = 1; pair.empty() && n < 20000000; ++n) {
+        base.name.first.clear();
+        for (int v = n; v > 0; v /= 9) base.name.first += "ABDEJOQUV"[v % 9];  // letters no rule rewrites
+        if (base.name.first.size() > 15) break;
+        const qvw::Bytes key = qvw::filingSearchKey(base, emdp, qvw::defaultNameRules());
+        qvw::Sha1Digest sha;
+        unsigned char next[20];
+        qvs_auth_get_sha1(key.data(), key.size(), sha.data());
+        qvs_auth_get_sha1(sha.data(), 20, next);
+        if (next[0] != 0) continue;
+        const auto walk = qvw::stripeWalk(sha, 7, 8);
+        const auto [it, fresh] = seen.emplace(walk, base.name.first);
+        if (!fresh) {
+            pair.push_back(base);
+            pair.push_back(base);
+            pair[0].name.first = it->second;
+        }
+    }
+    ASSERT_EQ(pair.size(), 2u) << "no two keys with the same walk";
+
+    qvw::World w;
+    w.dataset.setLetter = 'A';
+    w.dataset.sequence = 500;
+    w.dataset.filterBytes = w.dataset.stripeBytes = 8;
+    w.places.push_back({"30301", "GA", "ATLANTA", "", "A30301"});
+    w.ranges.resize(1);
+    w.ranges[0].zip = "30301";
+    w.ranges[0].addonLow = w.ranges[0].addonHigh = "0020";
+    w.ranges[0].primaryLow = w.ranges[0].primaryHigh = "100";
+    w.filings = pair;
+    w.filings[1].toZip11 = "30301002034";
+    const fs::path root = fs::temp_directory_path() / ("qv-grow-" + std::to_string(::getpid()));
+    const qvw::BuildReport report = qvw::DataSetWriter(w, root.string()).write();
+    EXPECT_EQ(report.stripesDoubled, 1u);
+
+    for (unsigned flags : {0u, static_cast<unsigned>(QVNCOA_INIT_IN_MEMORY)}) {
+        void* obj = nullptr;
+        char err[1024] = {};
+        ASSERT_EQ(qvncoa_init_data_obj(&obj, root.string().c_str(), QV_SOURCE_DIR "/data/namekb", "", 2, nullptr, err,
+                                       flags),
+                  QVNCOA_OK)
+            << err;
+        const CNCOA_DataTables& t = *tablesOf(obj);
+        EXPECT_EQ(t.getHSXSize(1, t.contentsLst.at(55).letter), 16u);
+        for (const Filing& f : w.filings) {
+            unsigned char sha[20];
+            searchSha(f, t, sha);
+            LookupRes res;
+            ASSERT_TRUE(CNCOA_HashLookup(t).doLookup(sha, "55101", res)) << f.name.first;
+            EXPECT_EQ(std::string(res.zip11.buf, 11), f.toZip11) << f.name.first;
+        }
+        qvncoa_destroy_data_obj(&obj);
+    }
+    fs::remove_all(root);
 }

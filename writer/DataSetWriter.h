@@ -30,9 +30,10 @@ struct BuildReport {
     std::uint64_t bytesWritten = 0;
     std::size_t ranges = 0;
     std::size_t lcdRows = 0, urbanizations = 0, businessesWritten = 0, dailyDeletesWritten = 0;
-    // Filings in the hash sections, stripe places marked taken, and the
+    // Filings in the hash sections, stripe places marked taken, times a
+    // letter's stripes were doubled so that every key found a place, and the
     // filter's estimated false-positive rate on its fullest letter.
-    std::size_t filingsEncoded = 0, stripeTakenPlaces = 0;
+    std::size_t filingsEncoded = 0, stripeTakenPlaces = 0, stripesDoubled = 0;
     double filterFalsePositiveRate = 0;
 };
 

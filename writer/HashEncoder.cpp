@@ -23,6 +23,8 @@ std::uint32_t wordAt(const unsigned char* p) {
 // key keep the walks past taken places short.
 constexpr std::uint64_t kFilterBytesPerKey = 2;
 constexpr std::uint64_t kStripeBytesPerKey = 4;
+// The reader masks 32-bit words of the digest stream.
+constexpr std::uint32_t kMaxStripeBytes = 1u << 31;
 
 constexpr std::uint8_t kTaken = 255;
 constexpr unsigned kNoHint = 254;
@@ -272,7 +274,7 @@ Bytes HashEncoder::resultBytes(const Filing& f, const Sha1Digest& key, const std
     return data;
 }
 
-void HashEncoder::placeStripe(Letter& letter, std::vector<DigestStream>& streams, int stripe) {
+bool HashEncoder::placeStripe(Letter& letter, std::vector<DigestStream>& streams, int stripe) {
     Bytes& bytes = letter.sections.stripes[static_cast<std::size_t>(stripe)];
     bytes.assign(letter.stripeSize, 0);
     const std::uint32_t mask = letter.stripeSize - 1;
@@ -288,32 +290,38 @@ void HashEncoder::placeStripe(Letter& letter, std::vector<DigestStream>& streams
     // place is wanted twice. Marks only grow, so this ends, and only the keys
     // whose place was marked need to move. The outcome doesn't depend on the
     // order of the keys.
+    //
+    // Every mark made here is forced: any marking under which each key ends
+    // at a place of its own contains these marks. So a key whose walk runs
+    // out has no place under any marking at this size.
+    bool placed = true;
     auto walkOn = [&](std::size_t i) {
         std::uint32_t place = 0;
         do {
             if (!streams[i].next(cursor[i], mask, place)) {
-                Sha1Digest key = letter.keys[i].first;
-                throw WriterError("stripe " + std::to_string(stripe + 1) + " of " + std::to_string(letter.stripeSize) +
-                                  " bytes, " + std::to_string(n) + " keys: a key found no free place (" + toHex(key) +
-                                  "); raise stripe_bytes");
+                placed = false;
+                return;
             }
         } while (bytes[place] == kTaken);
         want[i] = place;
         if (wanted[place] < 2 && ++wanted[place] == 2)
             twice.push_back(place);
     };
-    for (std::size_t i = 0; i < n; ++i)
+    for (std::size_t i = 0; i < n && placed; ++i)
         walkOn(i);
-    while (!twice.empty()) {
+    while (placed && !twice.empty()) {
         for (std::uint32_t place : twice)
             bytes[place] = kTaken;
         twice.clear();
-        for (std::size_t i = 0; i < n; ++i)
+        for (std::size_t i = 0; i < n && placed; ++i)
             if (bytes[want[i]] == kTaken)
                 walkOn(i);
     }
+    if (!placed)
+        return false;
     for (std::size_t i = 0; i < n; ++i)
         bytes[want[i]] = letter.keys[i].second[static_cast<std::size_t>(stripe)];
+    return true;
 }
 
 namespace {
@@ -398,7 +406,6 @@ void HashEncoder::finish(const std::function<void(char letter, const LetterSecti
             nextPowerOfTwo(std::max<std::uint64_t>(world_.dataset.filterBytes, kFilterBytesPerKey * n)));
         l.stripeSize = static_cast<std::uint32_t>(
             nextPowerOfTwo(std::max<std::uint64_t>(world_.dataset.stripeBytes, kStripeBytesPerKey * n)));
-        sizes_[c] = {l.filterSize, l.stripeSize};
         BitTable filter(l.filterSize);
         for (const auto& k : l.keys)
             filter.add(k.first);
@@ -408,11 +415,27 @@ void HashEncoder::finish(const std::function<void(char letter, const LetterSecti
         streams.reserve(l.keys.size());
         for (const auto& k : l.keys)
             streams.emplace_back(k.first);
-        for (int s = 0; s < 8; ++s) {
-            placeStripe(l, streams, s);
-            const Bytes& stripe = l.sections.stripes[static_cast<std::size_t>(s)];
-            stats_.takenPlaces += static_cast<std::size_t>(std::count(stripe.begin(), stripe.end(), kTaken));
+        // A key whose second digest block begins with a zero byte never sees
+        // blocks 2 to 5, so its walk in the last stripes has about ten places;
+        // in a letter of millions of keys a few such walks can find every one
+        // taken. The eight stripes share one size, so the letter is placed
+        // again with stripes twice as large until every key has its place.
+        for (int s = 0; s < 8;) {
+            if (placeStripe(l, streams, s)) {
+                ++s;
+                continue;
+            }
+            if (l.stripeSize >= kMaxStripeBytes)
+                throw WriterError(std::string("letter ") + c + ": " + std::to_string(n) +
+                                  " keys do not all find a place in stripes of " + std::to_string(l.stripeSize) +
+                                  " bytes");
+            l.stripeSize *= 2;
+            ++stats_.grownLetters;
+            s = 0;
         }
+        sizes_[c] = {l.filterSize, l.stripeSize};
+        for (const Bytes& stripe : l.sections.stripes)
+            stats_.takenPlaces += static_cast<std::size_t>(std::count(stripe.begin(), stripe.end(), kTaken));
         stats_.filings += l.keys.size();
         streams = {};
         l.keys = {};

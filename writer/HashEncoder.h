@@ -85,6 +85,7 @@ std::vector<std::uint32_t> stripeWalk(const Sha1Digest& key, int stripe, std::ui
 struct HashEncodeStats {
     std::size_t filings = 0;
     std::size_t takenPlaces = 0;         // places marked 255
+    std::size_t grownLetters = 0;        // times a letter's stripes were doubled to place every key
     double worstFilterFalsePositive = 0; // estimated, over the letters with filings
 };
 
@@ -131,7 +132,8 @@ private:
         std::uint32_t filterSize = 0, stripeSize = 0;
         LetterSections sections;
     };
-    void placeStripe(Letter& letter, std::vector<DigestStream>& streams, int stripe);
+    // False when some key's walk finds no free place at the letter's size.
+    bool placeStripe(Letter& letter, std::vector<DigestStream>& streams, int stripe);
     // filingSearchKey with each distinct name ruled once.
     Bytes searchKey(const Filing& filing, std::uint64_t emdp);
     const std::string& ruled(const std::string& field, std::size_t width);
