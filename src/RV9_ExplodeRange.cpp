@@ -122,18 +122,65 @@ void CNCOA_RV9ExplodeRange::do4000SpinPrimary(i58Struct& in, std::vector<deliver
 
 // The walk starts at low and adds the step: the low bound is trusted to have
 // the range's parity.
+//
+// Most walked codes are known without the parse and print of the delivery
+// point rules, which cost more than the rest of a lookup together:
+// - the code of a value on the side the record's type does not read (the
+//   primary of a high-rise record, the secondary of any other) is the same
+//   for every value: it is computed once, at the first value, as before;
+// - a value printed as a plain number below 10,000,000 parses whole, so its
+//   delivery point is the number rule of its side, and with a ZIP+4 of
+//   digits (no 1024 then) the code matches exactly when that point is the
+//   searched code's. Larger values take the full rules.
+namespace {
+
+constexpr uint64_t kPlainNumber = 9999999;
+
+bool digitsAt(const char* s, int n) {
+    for (int i = 0; i < n; ++i)
+        if (s[i] < '0' || s[i] > '9') return false;
+    return true;
+}
+
+// The searched code's delivery point, or -1 when it is no two digits.
+int wantedPoint(const fixedString<11>& zip) {
+    return digitsAt(zip.buf + 9, 2) ? (zip.buf[9] - '0') * 10 + (zip.buf[10] - '0') : -1;
+}
+
+// The high-rise number rule on a plain number.
+int secondaryPoint(uint64_t n) {
+    const uint64_t r1 = n % 100, r2 = (n / 100) % 100;
+    if (n <= 99 || (n > 9999 && r2 == 0)) return static_cast<int>(n % 100);
+    return static_cast<int>((r2 % 4) * 25 + r1 % 25);
+}
+
+}  // namespace
+
 bool CNCOA_RV9ExplodeRange::do7000PermuteSecondary(i58Struct& in, std::vector<deliveryPoint>& out) {
     step = in.secondaryParity == 'B' ? 1 : 2;
     const uint64_t low = atoi64(in.secondaryLow.buf);
     const uint64_t high = atoi64(in.secondaryHigh.buf);
     if (low > high) return false;
     const int primaryLen = lenOf(in.primaryLow);
+    const bool byValue = in.recordType == 'H';
+    const bool plainZip = digitsAt(in.zip.buf, 9);
+    const int wanted = wantedPoint(in.zip);
+    int sameCode = -1;  // for a code that doesn't depend on the value: 1 matches, 0 not, -1 not yet known
     fixedString<8> value;
     for (uint64_t v = low; v <= high; v += static_cast<uint64_t>(step)) {
         printValue(v, value);
-        copyWhole(deliveryCode,
-                  deliveryCodeOf(in.primaryLow.buf, primaryLen, value.buf, lenOf(value), in.zip.buf, in.recordType));
-        if (std::memcmp(deliveryCode.buf, in.zip.buf, 11) != 0) continue;
+        bool match;
+        if (byValue && plainZip && v <= kPlainNumber) {
+            match = secondaryPoint(v) == wanted;
+        } else if (!byValue && sameCode >= 0) {
+            match = sameCode == 1;
+        } else {
+            copyWhole(deliveryCode,
+                      deliveryCodeOf(in.primaryLow.buf, primaryLen, value.buf, lenOf(value), in.zip.buf, in.recordType));
+            match = std::memcmp(deliveryCode.buf, in.zip.buf, 11) == 0;
+            if (!byValue) sameCode = match ? 1 : 0;
+        }
+        if (!match) continue;
         deliveryPoint p;
         copyWhole(p.primaryNumber, in.primaryLow);
         copyWhole(p.secondaryNumber, value);
@@ -148,12 +195,25 @@ bool CNCOA_RV9ExplodeRange::do8000PermutePrimary(i58Struct& in, std::vector<deli
     const uint64_t high = atoi64(in.primaryHigh.buf);
     if (low > high) return false;
     const int secondaryLen = lenOf(in.secondaryLow);
+    const bool byValue = in.recordType != 'H';
+    const bool plainZip = digitsAt(in.zip.buf, 9);
+    const int wanted = wantedPoint(in.zip);
+    int sameCode = -1;
     fixedString<10> value;
     for (uint64_t v = low; v <= high; v += static_cast<uint64_t>(step)) {
         printValue(v, value);
-        copyWhole(deliveryCode,
-                  deliveryCodeOf(value.buf, lenOf(value), in.secondaryLow.buf, secondaryLen, in.zip.buf, in.recordType));
-        if (std::memcmp(deliveryCode.buf, in.zip.buf, 11) != 0) continue;
+        bool match;
+        if (byValue && plainZip && v <= kPlainNumber) {
+            match = static_cast<int>(v % 100) == wanted;
+        } else if (!byValue && sameCode >= 0) {
+            match = sameCode == 1;
+        } else {
+            copyWhole(deliveryCode,
+                      deliveryCodeOf(value.buf, lenOf(value), in.secondaryLow.buf, secondaryLen, in.zip.buf, in.recordType));
+            match = std::memcmp(deliveryCode.buf, in.zip.buf, 11) == 0;
+            if (!byValue) sameCode = match ? 1 : 0;
+        }
+        if (!match) continue;
         deliveryPoint p;
         copyWhole(p.primaryNumber, value);
         copyWhole(p.secondaryNumber, in.secondaryLow);

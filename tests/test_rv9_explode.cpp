@@ -2,12 +2,14 @@
 // and their packed dictionaries.
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <string>
 #include <vector>
 
 #include "DataTables.h"
 #include "NCOA_Utils.h"
 #include "RV9.h"
+#include "RV9_DeliveryPoint.h"
 #include "RV9_ExplodeRange.h"
 
 using namespace QV_NCOA;
@@ -94,6 +96,65 @@ TEST(ExplodeRange, NumericWalks) {
     EXPECT_TRUE(out.empty());
 
     EXPECT_THROW(explode(range("12345678900", 'S', "1", "9", 'B', "1", "5", 'B')), qvncoa_exception);
+}
+
+// The walks decide most codes without the delivery point rules; they must
+// keep exactly the points, and the 1024, that the rules give value by value.
+TEST(ExplodeRange, WalksAgreeWithTheRulesValueByValue) {
+    auto reference = [](const i58Struct& in, bool primarySide, std::vector<std::string>& points) {
+        const uint64_t low = primarySide ? atoi64(in.primaryLow.buf) : atoi64(in.secondaryLow.buf);
+        const uint64_t high = primarySide ? atoi64(in.primaryHigh.buf) : atoi64(in.secondaryHigh.buf);
+        const uint64_t step = (primarySide ? in.primaryParity : in.secondaryParity) == 'B' ? 1 : 2;
+        for (uint64_t v = low; v <= high; v += step) {
+            std::string value = std::to_string(v).substr(0, primarySide ? 10 : 8);
+            const std::string other = primarySide ? std::string(in.secondaryLow.buf) : std::string(in.primaryLow.buf);
+            const std::string p = primarySide ? value : other, s = primarySide ? other : value;
+            const int pl = static_cast<int>(p.find_last_not_of(' ') + 1), sl = static_cast<int>(s.find_last_not_of(' ') + 1);
+            const fixedString<12> code =
+                CNCOA_DeliveryPoints().calcDeliveryPoints(pl, p.c_str(), sl, s.c_str(), in.zip.buf, in.recordType, "    ");
+            if (std::string(code.buf, 11) == std::string(in.zip.buf, 11)) points.push_back(value);
+        }
+    };
+    auto walked = [](i58Struct in, bool primarySide, std::vector<std::string>& points) {
+        std::vector<deliveryPoint> out;
+        if (primarySide)
+            CNCOA_RV9ExplodeRange().do8000PermutePrimary(in, out);
+        else
+            CNCOA_RV9ExplodeRange().do7000PermuteSecondary(in, out);
+        for (const deliveryPoint& p : out) {
+            const std::string t = primarySide ? p.primaryNumber.buf : p.secondaryNumber.buf;
+            points.push_back(t.substr(0, t.find_last_not_of(' ') + 1));
+        }
+    };
+    struct Bounds { const char *low, *high; };
+    const Bounds bounds[] = {{"0", "250"},         {"1", "1"},           {"95", "10420"},
+                             {"9999900", "10000150"}, {"4294967200", "4294967400"}, {"9999999900", "9999999998"}};
+    const char* zips[] = {"12345678905", "12345678999", "12345678900", "1234567890 ", "1234567A905"};
+    int cases = 0, found = 0;
+    for (const Bounds& b : bounds)
+        for (const char* zip : zips)
+            for (char type : std::string("SHFRPG X"))
+                for (char parity : std::string("BEO"))
+                    for (bool primarySide : {true, false}) {
+                        const char* other = primarySide ? "" : "12";
+                        i58Struct in = primarySide ? range(zip, type, b.low, b.high, parity, "7", "7", ' ')
+                                                   : range(zip, type, other, other, ' ', b.low, b.high, parity);
+                        if (!primarySide && std::strlen(b.high) > 8) continue;
+                        std::vector<std::string> want, got;
+                        bool wantThrow = false, gotThrow = false;
+                        try { reference(in, primarySide, want); } catch (const qvncoa_exception&) { wantThrow = true; }
+                        try { walked(in, primarySide, got); } catch (const qvncoa_exception&) { gotThrow = true; }
+                        SCOPED_TRACE(std::string(zip) + " " + type + parity + " " + b.low + "-" + b.high +
+                                     (primarySide ? " primary" : " secondary"));
+                        EXPECT_EQ(gotThrow, wantThrow);
+                        if (!wantThrow) {
+                            EXPECT_EQ(got, want);
+                        }
+                        ++cases;
+                        found += static_cast<int>(want.size());
+                    }
+    EXPECT_GT(found, 1000);
+    EXPECT_GT(cases, 500);
 }
 
 TEST(ExplodeRange, GeneralExpansionAndPadding) {
