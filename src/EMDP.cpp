@@ -126,7 +126,12 @@ bool CNCOA_EMDP::getEMDP(const fixedString<9>& zip9, const fixedString<10>& pnoI
     int c2 = letterValue(alphaBuf.buf[1]);
 
     char z4[8];
-    std::snprintf(z4, sizeof z4, "%04d", lcdValue);
+    if (lcdValue <= 9999) {  // "%04d" by hand: this runs for every search key
+        for (int i = 3, v = lcdValue; i >= 0; --i, v /= 10) z4[i] = static_cast<char>('0' + v % 10);
+        z4[4] = '\0';
+    } else {
+        std::snprintf(z4, sizeof z4, "%04d", lcdValue);
+    }
     zip4Used.cpyIn(z4, -1, -1, -1, -1, -1);
 
     digits16.cpyIn(zip9.buf, 9, 0, 5, 0, 5);

@@ -88,7 +88,7 @@ bool CNCOA_LookupBase::calcResults_int(const unsigned long* values, unsigned cha
     res.seventeen = number;
 
     char text[18];
-    std::snprintf(text, sizeof text, "%017lu", number);
+    printZeroPaddedCut(number, 17, text);  // "%017lu" into 18 bytes
     std::memcpy(res.zip11.buf + 5, text + 11, 6);
 
     unsigned long head = 0;
@@ -144,8 +144,17 @@ bool CNCOA_LookupBase::calcResults_int(const unsigned long* values, unsigned cha
     }
 
     char date[8];
-    int len = std::snprintf(date, sizeof date, "%03lu%01lu%02lu", decade, yearDigit, month);
-    if (len != 6) throw qvncoa_exception(1050, "Lookup base internal error 1");
+    if (decade <= 999 && yearDigit <= 9 && month <= 99) {  // what the print below makes of them
+        date[0] = static_cast<char>('0' + decade / 100);
+        date[1] = static_cast<char>('0' + decade / 10 % 10);
+        date[2] = static_cast<char>('0' + decade % 10);
+        date[3] = static_cast<char>('0' + yearDigit);
+        date[4] = static_cast<char>('0' + month / 10);
+        date[5] = static_cast<char>('0' + month % 10);
+    } else {
+        int len = std::snprintf(date, sizeof date, "%03lu%01lu%02lu", decade, yearDigit, month);
+        if (len != 6) throw qvncoa_exception(1050, "Lookup base internal error 1");
+    }
     std::memcpy(res.moveDate.buf, date, 6);
     return true;
 }

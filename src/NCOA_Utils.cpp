@@ -258,6 +258,22 @@ bool readTextLineFile(const char* path, std::vector<QvbString>& lines, int& erro
     return true;
 }
 
+void printZeroPaddedCut(unsigned long v, int width, char* out) {
+    char digits[20];
+    int n = 0;
+    do {
+        digits[19 - n++] = static_cast<char>('0' + v % 10);
+        v /= 10;
+    } while (v != 0);
+    if (n <= width) {
+        std::memset(out, '0', static_cast<size_t>(width - n));
+        std::memcpy(out + width - n, digits + 20 - n, static_cast<size_t>(n));
+    } else {
+        std::memcpy(out, digits + 20 - n, static_cast<size_t>(width));
+    }
+    out[width] = '\0';
+}
+
 uint64_t atoi64(const char* s) { return atoi64(s, kNoLimit); }
 
 uint64_t atoi64(const char* s, size_t n) {

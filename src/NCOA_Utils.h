@@ -85,6 +85,11 @@ void strInit(char* s, int n);
 bool fileSize(const char* path, unsigned& size, int& error);
 bool readTextLineFile(const char* path, std::vector<QvbString>& lines, int& error);
 
+// What snprintf(out, width + 1, "%0<width>lu", v) leaves: the digits of v,
+// zeros in front up to `width`, a longer number cut to its first `width`
+// digits; NUL-ended. For the decode of each hit, where the print costs more
+// than the rest. width 1 to 20.
+void printZeroPaddedCut(unsigned long v, int width, char* out);
 uint64_t atoi64(const char* s);
 uint64_t atoi64(const char* s, size_t n);
 int atoin(const char* s, size_t n);

@@ -6,9 +6,11 @@
 #include <cstdio>
 #include <cstring>
 #include <string>
+#include <vector>
 
 #include "DataTables.h"
 #include "HashLookup.h"
+#include "NCOA_Utils.h"
 #include "TestSupport.h"
 
 using namespace QV_NCOA;
@@ -133,4 +135,23 @@ TEST_F(ResultDecodeTest, DecadeRuleKeepsYearsFromFiveBackToOneAhead) {
     EXPECT_FALSE(decode(numberOf(5, true, false, (year + 3) % 10, 4, 82, 123), 1));
     EXPECT_EQ(text(), std::string(32, ' '));
     EXPECT_EQ(res.seventeen, 0u);
+}
+
+// The decode prints its number as "%017lu" into 18 bytes: a wrapped number of
+// 18 to 20 digits keeps its first 17.
+TEST(ZeroPaddedCut, PrintsAsSnprintfWould) {
+    std::vector<unsigned long> values = {0, 1, 9, 10, 99999999999999999UL, 100000000000000000UL,
+                                         999999999999999999UL, 18446744073709551615UL};
+    unsigned long x = 88172645463325252UL;
+    for (int i = 0; i < 2000; ++i) {
+        x ^= x << 13, x ^= x >> 7, x ^= x << 17;
+        values.push_back(x >> (i % 64));
+    }
+    for (unsigned long v : values)
+        for (int width : {4, 17}) {
+            char want[32], got[32];
+            std::snprintf(want, static_cast<size_t>(width) + 1, "%0*lu", width, v);
+            printZeroPaddedCut(v, width, got);
+            EXPECT_STREQ(got, want) << v << " width " << width;
+        }
 }
