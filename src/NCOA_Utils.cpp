@@ -74,21 +74,45 @@ void trimLeadingSpacesAndZeros(char* s) {
     shiftLeftOver(s, true);
 }
 
-void trimSpaces(char* s) {
-    if (s == nullptr) return;
-    int last = findLastNonSpace(s);
-    s[last + 1] = '\0';
-    trimLeadingSpaces(s);
-    // The shift leaves blanks at the end; the text itself ends before them.
-    last = findLastNonSpace(s);
-    s[last + 1] = '\0';
+namespace {
+
+// trimSpaces on a text of known length len, in one pass each way. Leaves
+// exactly the bytes the three steps leave: the text without its blanks at
+// both ends and a NUL behind it; when there were leading blanks, the shift's
+// blanks behind that NUL up to the end of the unshifted text, which has a
+// NUL again; the trailing blanks of the input after that, as they were.
+void trimKnown(char* s, size_t len) {
+    size_t end = len;
+    while (end > 0 && s[end - 1] == ' ') --end;
+    if (end == 0) {
+        s[0] = '\0';
+        return;
+    }
+    size_t k = 0;
+    while (s[k] == ' ') ++k;  // stops inside the text: s[end - 1] is no blank
+    if (k > 0) {
+        std::memmove(s, s + k, end - k);
+        std::memset(s + end - k, ' ', k);
+    }
+    s[end - k] = '\0';
+    s[end] = '\0';
 }
 
+}  // namespace
+
+void trimSpaces(char* s) {
+    if (s == nullptr) return;
+    trimKnown(s, strlen(s));
+}
+
+// strncpy, a NUL in the last place and trimSpaces, without the repeated
+// scans: this runs for every field of every answer.
 void sntrcpy_trim(char* dst, const char* src, int n) {
     if (n <= 0) return;
-    strncpy(dst, src, static_cast<size_t>(n));
-    dst[n - 1] = '\0';
-    trimSpaces(dst);
+    const size_t len = strnlen(src, static_cast<size_t>(n) - 1);
+    memcpy(dst, src, len);
+    memset(dst + len, 0, static_cast<size_t>(n) - len);
+    trimKnown(dst, len);
 }
 
 void nzstrcpy(char* dst, int srcLen, const char* src, int dstLen) {
@@ -96,7 +120,7 @@ void nzstrcpy(char* dst, int srcLen, const char* src, int dstLen) {
     if (n < 0) n = 0;
     memcpy(dst, src, static_cast<size_t>(n));
     dst[n] = '\0';
-    trimSpaces(dst);
+    trimKnown(dst, strnlen(dst, static_cast<size_t>(n)));
 }
 
 int findLastNonSpace(const char* s) {

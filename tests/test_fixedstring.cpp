@@ -1,7 +1,9 @@
 // Copy rules and queries of the fixed-width field, and the text helpers.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdio>
+#include <cstring>
 #include <string>
 
 #include "NCOA_Utils.h"
@@ -132,6 +134,44 @@ TEST(TextHelpers, TrimFamilies) {
     char nz[10];
     nzstrcpy(nz, 4, " AB XYZ", 9);
     EXPECT_STREQ(nz, "AB");
+}
+
+// Every byte of the output record's fields is the caller's to read, so the
+// copies leave each byte where copy-then-trim step by step leaves it.
+TEST(TextHelpers, TrimmedCopiesLeaveTheBytesOfTheStepwiseCopy) {
+    auto stepwise = [](char* s) {
+        int last = findLastNonSpace(s);
+        s[last + 1] = '\0';
+        trimLeadingSpaces(s);
+        last = findLastNonSpace(s);
+        s[last + 1] = '\0';
+    };
+    using namespace std::string_literals;
+    const std::string texts[] = {""s, " "s, "   "s, "A"s, " A"s, "A "s, "  AB CD   "s, "ABCDEFGHIJKL"s,
+                                 "  ABCDEFGHIJKLMN  "s, "X\0  Y"s, " \0Z"s, "ABCDEFGHIJ  "s};
+    for (const std::string& text : texts) {
+        const std::string src = text + '\0';
+        for (int n = 1; n <= 14; ++n) {
+            char want[32], got[32];
+            std::memset(want, '#', sizeof want);
+            std::memset(got, '#', sizeof got);
+            std::strncpy(want, src.c_str(), static_cast<size_t>(n));
+            want[n - 1] = '\0';
+            stepwise(want);
+            sntrcpy_trim(got, src.c_str(), n);
+            EXPECT_EQ(std::string(got, sizeof got), std::string(want, sizeof want)) << '"' << text.c_str() << "\" " << n;
+
+            const int srcLen = static_cast<int>(src.size()) - 1;
+            std::memset(want, '#', sizeof want);
+            std::memset(got, '#', sizeof got);
+            const int m = std::min(srcLen, n);
+            std::memcpy(want, src.data(), static_cast<size_t>(m));
+            want[m] = '\0';
+            stepwise(want);
+            nzstrcpy(got, srcLen, src.data(), n);
+            EXPECT_EQ(std::string(got, sizeof got), std::string(want, sizeof want)) << '"' << text.c_str() << "\" " << n;
+        }
+    }
 }
 
 TEST(TextHelpers, ComparisonsIgnoreTheLastCharacter) {
