@@ -132,6 +132,8 @@ void runSynth(const SynthCommandOptions& o) {
                    r.filingsEncoded, s.individuals, s.families, s.businesses, s.dropped, s.coded);
         fmt::print("  {} files, {} bytes; filter false-positive rate at most {:.2g}\n", r.filesWritten,
                    r.bytesWritten, r.filterFalsePositiveRate);
+        if (r.stripesDoubled != 0)
+            fmt::print("  stripes doubled {} times so that every key found a place\n", r.stripesDoubled);
     }
     if (!o.clientTest.empty() || !o.clientTestS1.empty())
         writeClientTests(gen.world(), o.clientTest, o.clientTestS1, o.quiet);
