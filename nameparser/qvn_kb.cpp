@@ -3,6 +3,7 @@
 
 #include "qvn_status.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -241,7 +242,7 @@ int32_t KnowledgeBase::loadFrequencies(const std::string& path, const std::strin
 void KnowledgeBase::buildTable() {
   uint32_t cap = 64;
   while (cap < pending_.size() * 2) cap *= 2;
-  table_.assign(cap, Slot{0, 0, 0, 0, 0, 0});
+  table_.assign(cap, Slot{});
   mask_ = cap - 1;
   pool_.clear();
   pool_.reserve(pending_.size() * 8);
@@ -263,6 +264,7 @@ void KnowledgeBase::add(const Pending& p) {
       s.cls = p.cls;
       s.sur = p.sur;
       s.giv = p.giv;
+      std::memcpy(s.head, word.data(), std::min(word.size(), kHead));
       pool_ += word;
       ++words_;
       return;

@@ -40,6 +40,7 @@ class KnowledgeBase {
  public:
   // Longest word the lists may hold; longer tokens are never list words.
   static constexpr size_t kMaxWord = 31;
+  static constexpr size_t kHead = 8;
 
   // Reads every list file of folder dir. Returns 0, or a negative QVN_E_*
   // status with err saying which file and line.
@@ -58,7 +59,7 @@ class KnowledgeBase {
     for (uint32_t i = h & mask_;; i = (i + 1) & mask_) {
       const Slot& s = table_[i];
       if (s.len == 0) return out;
-      if (s.hash == h && s.len == len && memEq(pool_.data() + s.off, w, len)) {
+      if (s.hash == h && s.len == len && sameWord(s, w, len)) {
         out.cls = s.cls;
         out.sur = s.sur;
         out.giv = s.giv;
@@ -90,6 +91,9 @@ class KnowledgeBase {
     float giv;
     uint16_t cls;
     uint8_t len;  // 0: empty slot
+    // The first bytes of the word, NUL-padded: most words end within them,
+    // and a found word then costs no second cache miss in the pool.
+    char head[kHead];
   };
   struct Pending {
     std::string word;
@@ -100,6 +104,12 @@ class KnowledgeBase {
     uint32_t h = 2166136261u;  // FNV-1a
     for (size_t i = 0; i < len; ++i) h = (h ^ static_cast<unsigned char>(w[i])) * 16777619u;
     return h;
+  }
+  bool sameWord(const Slot& s, const char* w, size_t len) const {
+    const size_t inHead = len < kHead ? len : kHead;
+    for (size_t i = 0; i < inHead; ++i)
+      if (s.head[i] != w[i]) return false;
+    return len <= kHead || memEq(pool_.data() + s.off + kHead, w + kHead, len - kHead);
   }
   static bool memEq(const char* a, const char* b, size_t n) {
     for (size_t i = 0; i < n; ++i)

@@ -303,13 +303,13 @@ bool lex(Work& w, const char* in) {
         // as if after a comma; anything else in them is a nickname.
         endTok();
         const char* end = std::strchr(in + i + 1, ')');
-        char word[8];
+        char word[KnowledgeBase::kMaxWord + 1];
         size_t n = 0;
         bool fits = end != nullptr;
         for (const char* q = in + i + 1; fits && q < end; ++q) {
           char ch = *q;
           if (ch == ' ' || ch == '.') continue;
-          if (n == sizeof word || !isWordChar(static_cast<unsigned char>(ch))) fits = false;
+          if (n == 8 || !isWordChar(static_cast<unsigned char>(ch))) fits = false;
           else word[n++] = static_cast<char>(ch >= 'a' && ch <= 'z' ? ch - 32 : ch);
         }
         if (fits && n > 0 && (w.kb.classOf(word, n) & WC_GEN_SUFFIX)) {
