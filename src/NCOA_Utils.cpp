@@ -210,17 +210,12 @@ void replace(char* s, char from, char to, int start, int end) {
 void stripSpaces(char* s, int start, int end) {
     if (end == -1) end = static_cast<int>(strlen(s));
     if (start < 0) start = 0;
-    int i = start;
-    int stop = end;
-    while (i < stop) {
-        if (s[i] == ' ') {
-            memmove(s + i, s + i + 1, static_cast<size_t>(end - 1 - i));
-            s[end - 1] = ' ';
-            --stop;  // the blank moved to the end: no need to look at it again
-        } else {
-            ++i;
-        }
-    }
+    // The other bytes of the range close up in their order and the blanks go
+    // to its end; bytes outside it stay.
+    int to = start;
+    for (int i = start; i < end; ++i)
+        if (s[i] != ' ') s[to++] = s[i];
+    for (; to < end; ++to) s[to] = ' ';
 }
 
 QvbString pad(const char* s, int width, char c) {

@@ -224,6 +224,9 @@ TEST(TextHelpers, EditingInPlace) {
     char s2[] = "A B C";
     stripSpaces(s2, 2, -1);
     EXPECT_STREQ(s2, "A BC ");
+    char s3[] = {'A', ' ', '\0', ' ', 'B', ' ', 'Z', 'X'};  // a NUL in the range is a byte like any other
+    stripSpaces(s3, 0, 6);
+    EXPECT_EQ(std::string(s3, 8), std::string("A\0B   ZX", 8));
 }
 
 TEST(TextHelpers, NumbersAndCheckDigit) {
