@@ -270,7 +270,7 @@ BuildReport DataSetWriter::write() {
     report_.ranges = rv9_.records.size();
     report_.filingsEncoded = flat_ ? flat_->filings() : hash_->stats().filings;
     report_.stripeTakenPlaces = hash_->stats().takenPlaces;
-    report_.stripesDoubled = hash_->stats().grownLetters;
+    report_.stripesDoubled = hash_->stats().stripeDoublings;
     report_.filterFalsePositiveRate = hash_->stats().worstFilterFalsePositive;
     return report_;
 }

@@ -430,7 +430,7 @@ void HashEncoder::finish(const std::function<void(char letter, const LetterSecti
                                   " keys do not all find a place in stripes of " + std::to_string(l.stripeSize) +
                                   " bytes");
             l.stripeSize *= 2;
-            ++stats_.grownLetters;
+            ++stats_.stripeDoublings;
             s = 0;
         }
         sizes_[c] = {l.filterSize, l.stripeSize};
