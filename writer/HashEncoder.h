@@ -85,7 +85,7 @@ std::vector<std::uint32_t> stripeWalk(const Sha1Digest& key, int stripe, std::ui
 struct HashEncodeStats {
     std::size_t filings = 0;
     std::size_t takenPlaces = 0;         // places marked 255
-    std::size_t stripeDoublings = 0;        // times a letter's stripes were doubled to place every key
+    std::size_t stripeDoublings = 0;     // times a letter's stripes were doubled to place every key
     double worstFilterFalsePositive = 0; // estimated, over the letters with filings
 };
 
