@@ -85,6 +85,10 @@ public:
     std::set<firmWordStruct> firmWords;
     std::map<QvbString, fixedString<20>> wsWords;
     std::vector<nameRule> nameRules;
+    // Set when readNameRules has read the list, unique in the process: the
+    // list stays as read from then on, so a name ruled once under this id is
+    // ruled the same way again. 0: rules set by hand, never remembered.
+    uint64_t nameRulesId = 0;
     void* parserHandle = nullptr;
     int32_t localeCode = 0;
     QvbString parseDefinition;

@@ -56,6 +56,28 @@ bool middlesCompatible(const char* a, const char* b) { return a[0] == b[0] && (a
 
 }  // namespace
 
+namespace {
+
+// Names ruled in earlier records of this thread. Lists repeat their names
+// (SMITH, MARIA) thousands of times, and a name rules the same way for as
+// long as its data object's list stays as read. Per thread: nothing shared.
+struct RuledName {
+    uint64_t rulesId;
+    int len;
+    char in[20];
+    char out[20];
+};
+constexpr size_t kRuledSlots = 2048;
+thread_local RuledName ruledNames[kRuledSlots];
+
+size_t ruledSlot(const char* text, int len) {
+    uint32_t h = 2166136261u ^ static_cast<uint32_t>(len);
+    for (int i = 0; i < len; ++i) h = (h ^ static_cast<unsigned char>(text[i])) * 16777619u;
+    return (h ^ (h >> 15)) & (kRuledSlots - 1);
+}
+
+}  // namespace
+
 void CNCOA_Lookup::applyNameRules(char* text, int len) {
     ShapedName& k = shaped[len == 20 ? 0 : 1];
     if (k.len == len && std::memcmp(k.in, text, static_cast<size_t>(len)) == 0) {
@@ -64,7 +86,20 @@ void CNCOA_Lookup::applyNameRules(char* text, int len) {
     }
     k.len = 0;
     std::memcpy(k.in, text, static_cast<size_t>(len));
-    CNCOA_NameRules(tables).applyRules(text, text, len);  // throws 1014 with no rules: nothing kept
+    const uint64_t id = tables.nameRulesId;
+    RuledName* slot = id != 0 && len <= 20 ? &ruledNames[ruledSlot(text, len)] : nullptr;
+    if (slot != nullptr && slot->rulesId == id && slot->len == len &&
+        std::memcmp(slot->in, text, static_cast<size_t>(len)) == 0) {
+        std::memcpy(text, slot->out, static_cast<size_t>(len));
+    } else {
+        CNCOA_NameRules(tables).applyRules(text, text, len);  // throws 1014 with no rules: nothing kept
+        if (slot != nullptr) {
+            slot->rulesId = id;
+            slot->len = len;
+            std::memcpy(slot->in, k.in, static_cast<size_t>(len));
+            std::memcpy(slot->out, text, static_cast<size_t>(len));
+        }
+    }
     std::memcpy(k.out, text, static_cast<size_t>(len));
     k.len = len;
 }

@@ -1,5 +1,6 @@
 #include "NameRules.h"
 
+#include <atomic>
 #include <cctype>
 #include <cstring>
 #include <vector>
@@ -30,6 +31,8 @@ void put(fixedString<kWorkLen>& dst, int& at, const char* src, int n) {
 }  // namespace
 
 void CNCOA_DataTables::readNameRules() {
+    static std::atomic<uint64_t> lastRulesId{0};
+    nameRulesId = ++lastRulesId;
     std::vector<QvbString> lines;
     int err = 0;
     // A missing file is no failure here: the table stays empty and the first

@@ -379,6 +379,19 @@ TEST_F(RoundTripTest, SideTablesAgreeWithTheWriter) {
     }
 }
 
+// A world of one place and one range: 30301, add-on 0020, house 112.
+qvw::World tinyWorld() {
+    qvw::World w;
+    w.dataset.setLetter = 'A';
+    w.dataset.sequence = 500;
+    w.places.push_back({"30301", "GA", "ATLANTA", "", "A30301"});
+    w.ranges.resize(1);
+    w.ranges[0].zip = "30301";
+    w.ranges[0].addonLow = w.ranges[0].addonHigh = "0020";
+    w.ranges[0].primaryLow = w.ranges[0].primaryHigh = "112";
+    return w;
+}
+
 // Two keys whose second digest block begins with 0 walk only a few places in
 // the last stripe; when those places agree in a stripe of 8 bytes, no marking
 // gives both a place there. The writer doubles the letter's stripes instead
@@ -418,15 +431,8 @@ TEST(RoundTripKeys, KeysWithNoPlaceGetLargerStripes) {
     }
     ASSERT_EQ(pair.size(), 2u) << "no two keys with the same walk";
 
-    qvw::World w;
-    w.dataset.setLetter = 'A';
-    w.dataset.sequence = 500;
+    qvw::World w = tinyWorld();
     w.dataset.filterBytes = w.dataset.stripeBytes = 8;
-    w.places.push_back({"30301", "GA", "ATLANTA", "", "A30301"});
-    w.ranges.resize(1);
-    w.ranges[0].zip = "30301";
-    w.ranges[0].addonLow = w.ranges[0].addonHigh = "0020";
-    w.ranges[0].primaryLow = w.ranges[0].primaryHigh = "100";
     w.filings = pair;
     w.filings[1].toZip11 = "30301002034";
     const fs::path root = fs::temp_directory_path() / ("qv-grow-" + std::to_string(::getpid()));
@@ -452,4 +458,42 @@ TEST(RoundTripKeys, KeysWithNoPlaceGetLargerStripes) {
         qvncoa_destroy_data_obj(&obj);
     }
     fs::remove_all(root);
+}
+
+// A name ruled under one data object's rules is never taken for another's,
+// though one thread remembers the names it has ruled.
+TEST(RoundTripKeys, EachDataObjectRulesNamesByItsOwnList) {
+    static CNCOA_DataTables noTables;
+    qvw::World w = tinyWorld();
+    Filing f;
+    f.kind = Filing::Kind::Individual;
+    f.name.first = "WILLIAM";  // LL closes up under the built-in rules
+    f.name.last = "BROWN";
+    f.name.gender = 'M';
+    f.from.zip9 = "55101    ";
+    f.from.primary = "12";
+    f.toZip11 = "30301002012";
+    f.moveDate = std::to_string(CNCOA_HashLookup(noTables).getCurrentYear()) + "03";
+    w.filings = {f};
+    const fs::path base = fs::temp_directory_path() / ("qv-rules-" + std::to_string(::getpid()));
+    void* objs[2] = {nullptr, nullptr};
+    for (int i = 0; i < 2; ++i) {
+        if (i == 1) w.names.rules = std::vector<qvw::NameRuleLine>{{true, false, false, "Q", "K"}};
+        const std::string root = (base / std::to_string(i)).string();
+        qvw::DataSetWriter(w, root).write();
+        char err[1024] = {};
+        ASSERT_EQ(qvncoa_init_data_obj(&objs[i], root.c_str(), QV_SOURCE_DIR "/data/namekb", "", 2, nullptr, err, 0),
+                  QVNCOA_OK)
+            << err;
+    }
+    qvncoa_in_addr_t in = {"WILLIAM BROWN", "12", "", "55101", "", 'S'};
+    for (int round = 0; round < 4; ++round) {
+        qvncoa_out_addr_t out{};
+        char err[1024] = {};
+        ASSERT_EQ(qvncoa_lookup_without_qvav(objs[round % 2], &in, &out, 0, 0, err, 0), QVNCOA_OK) << err;
+        EXPECT_STREQ(out.returnCode, "A") << "set " << round % 2;
+        EXPECT_STREQ(out.primaryNumber, "112") << "set " << round % 2;
+    }
+    for (void*& obj : objs) qvncoa_destroy_data_obj(&obj);
+    fs::remove_all(base);
 }
