@@ -28,6 +28,7 @@
 #include "NameRules.h"
 #include "UrbanizationLst.h"
 #include "qvs_auth.h"
+#include "TestSupport.h"
 
 namespace fs = std::filesystem;
 using namespace QV_NCOA;
@@ -116,14 +117,8 @@ protected:
         root_ = fs::temp_directory_path() / ("qv-roundtrip-" + std::to_string(::getpid()));
         world_ = makeWorld();
         report_ = qvw::DataSetWriter(world_, root_.string()).write();
-        for (void** obj : {&disk_, &memory_}) {
-            char err[1024] = {};
-            unsigned flags = obj == &disk_ ? 0u : static_cast<unsigned>(QVNCOA_INIT_IN_MEMORY);
-            ASSERT_EQ(qvncoa_init_data_obj(obj, root_.string().c_str(), QV_SOURCE_DIR "/data/namekb", "", 2, nullptr,
-                                           err, flags),
-                      QVNCOA_OK)
-                << err;
-        }
+        disk_ = openDataObj(root_.string());
+        memory_ = openDataObj(root_.string(), QVNCOA_INIT_IN_MEMORY);
     }
     static void TearDownTestSuite() {
         qvncoa_destroy_data_obj(&disk_);
@@ -289,8 +284,6 @@ TEST_F(RoundTripTest, EveryFilingIsFoundAndDecodesAsWritten) {
         const unsigned place = ((unsigned(p[0]) << 24) | (p[1] << 16) | (p[2] << 8) | p[3]) & (size - 1);
         EXPECT_EQ(mem.hashImage[letter - 'a'][c == 0 ? 1 : 7].buf[place], 255) << "cluster " << c;
     }
-    std::printf("[ round trip ] %zu filings found on disk and in memory; %zu stripe places marked taken\n",
-                world_.filings.size(), report_.stripeTakenPlaces);
 }
 
 TEST_F(RoundTripTest, AbsentKeysMissAndTheFilterRarelyLies) {
@@ -434,12 +427,8 @@ TEST(RoundTripKeys, KeysWithNoPlaceGetLargerStripes) {
     EXPECT_EQ(report.stripesDoubled, 1u);
 
     for (unsigned flags : {0u, static_cast<unsigned>(QVNCOA_INIT_IN_MEMORY)}) {
-        void* obj = nullptr;
-        char err[1024] = {};
-        ASSERT_EQ(qvncoa_init_data_obj(&obj, root.string().c_str(), QV_SOURCE_DIR "/data/namekb", "", 2, nullptr, err,
-                                       flags),
-                  QVNCOA_OK)
-            << err;
+        void* obj = openDataObj(root.string(), flags);
+        ASSERT_NE(obj, nullptr);
         const CNCOA_DataTables& t = *tablesOf(obj);
         EXPECT_EQ(t.getHSXSize(1, t.contentsLst.at(55).letter), 16u);
         for (const Filing& f : w.filings) {
