@@ -294,6 +294,12 @@ TEST_F(FlatIndexFiles, IndexOfAnotherSetIsIgnored) {
 // A flat file missing at start-up gives its code with its path. One removed
 // from under an open set goes on answering from what start-up opened.
 TEST_F(FlatIndexFiles, MissingOrEmptyFlatFileGivesItsCodeAndPath) {
+    const std::string third = fileBytes(flat(2));
+    fs::remove(flat(2));
+    EXPECT_EQ(open(0), 1040);
+    EXPECT_EQ(std::string(err), flat(2));
+    std::ofstream(flat(2), std::ios::binary | std::ios::trunc) << third;
+
     const std::string middle = fileBytes(flat(1));
     fs::remove(flat(1));
     EXPECT_EQ(open(0), 1040);
