@@ -111,6 +111,21 @@ void searchSha(const Filing& f, const CNCOA_DataTables& t, unsigned char* sha) {
     qvs_auth_get_sha1(key, sizeof key, sha);
 }
 
+// Set letter A, sequence 500, stripes and filters of `bytes`, and the one
+// address that new addresses point to.
+qvw::World baseWorld(unsigned bytes) {
+    qvw::World w;
+    w.dataset.setLetter = 'A';
+    w.dataset.sequence = 500;
+    w.dataset.filterBytes = w.dataset.stripeBytes = bytes;
+    w.places.push_back({"30301", "GA", "ATLANTA", "", "A30301"});
+    w.ranges.resize(1);
+    w.ranges[0].zip = "30301";
+    w.ranges[0].addonLow = w.ranges[0].addonHigh = "0020";
+    w.ranges[0].primaryLow = w.ranges[0].primaryHigh = "100";
+    return w;
+}
+
 class RoundTripTest : public ::testing::Test {
 protected:
     static void SetUpTestSuite() {
@@ -159,18 +174,10 @@ protected:
     static qvw::World makeWorld() {
         static CNCOA_DataTables noTables;
         const int year = CNCOA_HashLookup(noTables).getCurrentYear();
-        qvw::World w;
-        w.dataset.setLetter = 'A';
-        w.dataset.sequence = 500;
         // Small minimums and four letters for all ZIP groups: sections sized by
         // their load alone, about 1,000 filings a letter, the fullest filter.
-        w.dataset.filterBytes = w.dataset.stripeBytes = 64;
+        qvw::World w = baseWorld(64);
         for (int g = 0; g < 100; ++g) w.dataset.contentsLetters += "abcd"[g % 4];
-        w.places.push_back({"30301", "GA", "ATLANTA", "", "A30301"});
-        w.ranges.resize(1);
-        w.ranges[0].zip = "30301";
-        w.ranges[0].addonLow = w.ranges[0].addonHigh = "0020";
-        w.ranges[0].primaryLow = w.ranges[0].primaryHigh = "100";
         w.urbanizations.push_back({"009261520", "URB EL VEDADO"});
         for (int i = 0; i < 40; ++i) w.hints.push_back(letters(1, 7));
         world_.hints = w.hints;
@@ -411,15 +418,7 @@ TEST(RoundTripKeys, KeysWithNoPlaceGetLargerStripes) {
     }
     ASSERT_EQ(pair.size(), 2u) << "no two keys with the same walk";
 
-    qvw::World w;
-    w.dataset.setLetter = 'A';
-    w.dataset.sequence = 500;
-    w.dataset.filterBytes = w.dataset.stripeBytes = 8;
-    w.places.push_back({"30301", "GA", "ATLANTA", "", "A30301"});
-    w.ranges.resize(1);
-    w.ranges[0].zip = "30301";
-    w.ranges[0].addonLow = w.ranges[0].addonHigh = "0020";
-    w.ranges[0].primaryLow = w.ranges[0].primaryHigh = "100";
+    qvw::World w = baseWorld(8);
     w.filings = pair;
     w.filings[1].toZip11 = "30301002034";
     const fs::path root = fs::temp_directory_path() / ("qv-grow-" + std::to_string(::getpid()));
