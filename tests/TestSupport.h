@@ -13,6 +13,10 @@
 #include <string>
 #include <vector>
 
+#include <gtest/gtest.h>
+
+#include "qvncoa.h"
+
 // A data-set root in a fresh temporary folder, with the disc folders made;
 // removed with everything in it at the end of the test.
 struct TempRoot {
@@ -116,4 +120,25 @@ inline std::vector<std::string> csvFields(const std::string& line) {
         }
     }
     return f;
+}
+
+// The index of the column called `name` in a heading; a test failure when
+// there is none.
+inline std::size_t columnOf(const std::vector<std::string>& head, const std::string& name) {
+    for (std::size_t i = 0; i < head.size(); ++i)
+        if (head[i] == name) return i;
+    ADD_FAILURE() << "no column " << name;
+    return 0;
+}
+
+// A data object opened on `root` with the shipped name lists (flags 0: on
+// disk, QVNCOA_INIT_IN_MEMORY: in memory); null, and a test failure, when it
+// can't be opened.
+inline void* openDataObj(const std::string& root, unsigned flags = 0) {
+    void* obj = nullptr;
+    char err[QVNCOA_ERROR_TEXT_SIZE] = {};
+    const int rc = qvncoa_init_data_obj(&obj, root.c_str(), QV_SOURCE_DIR "/data/namekb", "", 2, nullptr, err, flags);
+    EXPECT_EQ(rc, QVNCOA_OK) << root << ": " << err;
+    if (rc != QVNCOA_OK) qvncoa_destroy_data_obj(&obj);
+    return obj;
 }

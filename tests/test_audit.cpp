@@ -5,11 +5,9 @@
 // OpenSSL's SHA-1), never by the library.
 #include <gtest/gtest.h>
 #include <openssl/sha.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdio>
-#include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <set>
@@ -121,10 +119,7 @@ protected:
         qvw::writeClientTestFile(world_, path("client.txt"), false);
         qvw::writeClientTestFile(world_, path("client_s1.txt"), true);
         char err[QVNCOA_ERROR_TEXT_SIZE] = {};
-        ASSERT_EQ(qvncoa_init_data_obj(&obj_, (dir_ / "data").string().c_str(), QV_SOURCE_DIR "/data/namekb", "", 2,
-                                       nullptr, err, 0),
-                  QVNCOA_OK)
-            << err;
+        ASSERT_NE(obj_ = openDataObj((dir_ / "data").string()), nullptr);
         ASSERT_EQ(qvav_open(&av_, (dir_ / "data").string().c_str(), err), 0) << err;
     }
     static void TearDownTestSuite() {

@@ -16,9 +16,7 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
-#include <sstream>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "TestSupport.h"
@@ -34,8 +32,6 @@ struct Result {
     int status;
     std::string out, err;
 };
-
-std::vector<std::string> fields(const std::string& line) { return csvFields(line); }
 
 class NcoaCommand : public ::testing::Test {
 protected:
@@ -78,13 +74,13 @@ TEST_F(NcoaCommand, KeepsEveryRowInOrderWithOneOrTwoThreads) {
         const std::vector<std::string> out = splitLines(text);
         ASSERT_EQ(out.size(), input.size()) << opts;
 
-        const std::vector<std::string> head = fields(out[0]);
-        const std::size_t inCols = fields(input[0]).size();
+        const std::vector<std::string> head = csvFields(out[0]);
+        const std::size_t inCols = csvFields(input[0]).size();
         ASSERT_EQ(head.size(), inCols + 28);
         EXPECT_EQ(head[inCols], "ncoa_return_code");
         EXPECT_EQ(head.back(), "ncoa_error");
         for (std::size_t i = 1; i < out.size(); ++i) {
-            const std::vector<std::string> in = fields(input[i]), got = fields(out[i]);
+            const std::vector<std::string> in = csvFields(input[i]), got = csvFields(out[i]);
             ASSERT_EQ(got.size(), head.size()) << "line " << i + 1;
             EXPECT_EQ(std::vector<std::string>(got.begin(), got.begin() + static_cast<long>(inCols)), in)
                 << opts << " line " << i + 1;
@@ -109,20 +105,18 @@ TEST_F(NcoaCommand, ReportCountsTheCodesThatCameBack) {
     ASSERT_EQ(r.status, 0) << r.err;
     std::map<std::string, int> codes;
     const std::vector<std::string> out = splitLines(fileBytes(path("out.csv")));
-    const std::size_t rcCol = fields(out[0]).size() - 28;
-    for (std::size_t i = 1; i < out.size(); ++i) ++codes[fields(out[i])[rcCol]];
+    const std::size_t rcCol = csvFields(out[0]).size() - 28;
+    for (std::size_t i = 1; i < out.size(); ++i) ++codes[csvFields(out[i])[rcCol]];
     const int rows = static_cast<int>(out.size()) - 1;
     const int provided = codes["A"] + codes["91"] + codes["92"];
     const int matched = rows - codes["00"] - codes["66"];
 
     const std::vector<std::string> rep = splitLines(fileBytes(path("psr.txt")));
     ASSERT_EQ(rep.size(), 24u);
-    EXPECT_EQ(rep[1], "Licensee Company Name: ACME LISTS");
-    EXPECT_EQ(rep[2], "License ID: LP99");
-    EXPECT_EQ(rep[3], "List Name: SPRING");
-    EXPECT_EQ(rep[4], "Processing Category: STAGE II");
-    EXPECT_EQ(rep[5], "Matching Logic Applied: Business Only");
-    EXPECT_EQ(rep[6], "Class of Mail: Standard Mail Only");
+    EXPECT_EQ(std::vector<std::string>(rep.begin() + 1, rep.begin() + 7),
+              (std::vector<std::string>{"Licensee Company Name: ACME LISTS", "License ID: LP99", "List Name: SPRING",
+                                        "Processing Category: STAGE II", "Matching Logic Applied: Business Only",
+                                        "Class of Mail: Standard Mail Only"}));
     EXPECT_EQ(rep[9], "Records processed: " + std::to_string(rows));
     EXPECT_EQ(rep[10], "Records matched (NCOA): " + std::to_string(matched));
     EXPECT_EQ(rep[11], "Records matched (ANK): 0");
@@ -156,22 +150,22 @@ TEST_F(NcoaCommand, MalformedRowsAreWrittenWithTheirErrorAndReadingGoesOn) {
     const std::vector<std::string> out = splitLines(fileBytes(path("out.csv")));
     // The quoted line break is one record spanning two output lines.
     ASSERT_EQ(out.size(), 10u);
-    const auto error = [&](std::size_t i) { return fields(out[i]).back(); };
-    EXPECT_EQ(fields(out[1])[0], "JOHN SMITH");
+    const auto error = [&](std::size_t i) { return csvFields(out[i]).back(); };
+    EXPECT_EQ(csvFields(out[1])[0], "JOHN SMITH");
     EXPECT_EQ(error(1), "");
-    EXPECT_EQ(fields(out[2])[0], "ONLY TWO");
+    EXPECT_EQ(csvFields(out[2])[0], "ONLY TWO");
     EXPECT_EQ(error(2), "line 3: 2 fields where the header has 3");
-    const std::vector<std::string> multi = fields(out[3] + "\n" + out[4]);
+    const std::vector<std::string> multi = csvFields(out[3] + "\n" + out[4]);
     EXPECT_EQ(multi[0], "MULTI\nLINE NAME");
     EXPECT_EQ(multi.back(), "");
     EXPECT_EQ(error(5), "line 6: 4 fields where the header has 3; extra: \"HERE\"");
     EXPECT_EQ(error(6), "line 7: quote inside an unquoted field");
-    EXPECT_EQ(fields(out[7])[0], "OPEN QUOTE");
+    EXPECT_EQ(csvFields(out[7])[0], "OPEN QUOTE");
     EXPECT_EQ(error(7), "line 8: unterminated quoted field");
-    EXPECT_EQ(fields(out[8])[0], "AFTER");
+    EXPECT_EQ(csvFields(out[8])[0], "AFTER");
     EXPECT_EQ(error(8), "");
-    EXPECT_EQ(fields(out[9])[0], "LAST");
-    EXPECT_FALSE(fields(out[9])[3].empty());  // looked up: it has a return code
+    EXPECT_EQ(csvFields(out[9])[0], "LAST");
+    EXPECT_FALSE(csvFields(out[9])[3].empty());  // looked up: it has a return code
     for (const char* told : {"line 3:", "line 6:", "line 7:", "line 8:"})
         EXPECT_NE(r.err.find(std::string("ncoa match: ") + told), std::string::npos) << told << "\n" << r.err;
     EXPECT_NE(r.err.find("4 malformed"), std::string::npos) << r.err;
@@ -184,9 +178,9 @@ TEST_F(NcoaCommand, AnOverLongLineIsOneMalformedRowAndAFailedReportLeavesNoResul
     ASSERT_EQ(r.status, 2) << r.err;
     const std::vector<std::string> out = splitLines(fileBytes(path("long-out.csv")));
     ASSERT_EQ(out.size(), 4u);  // the 3 MiB line is one row, not three
-    EXPECT_NE(fields(out[2]).back().find("line 3: record longer than 1 MiB"), std::string::npos);
-    EXPECT_EQ(fields(out[3])[0], "MARY JONES");
-    EXPECT_EQ(fields(out[3]).back(), "");
+    EXPECT_NE(csvFields(out[2]).back().find("line 3: record longer than 1 MiB"), std::string::npos);
+    EXPECT_EQ(csvFields(out[3])[0], "MARY JONES");
+    EXPECT_EQ(csvFields(out[3]).back(), "");
     EXPECT_NE(r.err.find("1 malformed"), std::string::npos) << r.err;
 
     fs::remove(path("never.csv"));
@@ -326,13 +320,6 @@ TEST_F(NcoaCommand, LookupInfoAndHelp) {
 // `ncoa verify` does that alone.
 namespace {
 
-std::size_t columnOf(const std::vector<std::string>& head, const std::string& name) {
-    for (std::size_t i = 0; i < head.size(); ++i)
-        if (head[i] == name) return i;
-    ADD_FAILURE() << "no column " << name;
-    return 0;
-}
-
 class FreeFormList : public NcoaCommand {
 protected:
     // One synthetic list written twice from the same seed: split and ZIP+4
@@ -358,7 +345,7 @@ TEST_F(FreeFormList, FindsTheMovesOfTheSameListSplitAndCoded) {
     const std::vector<std::string> a = splitLines(fileBytes(path("split-out.csv"))), b = splitLines(fileBytes(path("free-out.csv")));
     ASSERT_EQ(a.size(), 3001u);
     ASSERT_EQ(b.size(), a.size());
-    const std::vector<std::string> headA = fields(a[0]), headB = fields(b[0]);
+    const std::vector<std::string> headA = csvFields(a[0]), headB = csvFields(b[0]);
     // The free list's five columns, then the standardised address, then the answer.
     ASSERT_EQ(headB[5], "av_primary_number");
     EXPECT_EQ(std::count(headA.begin(), headA.end(), "av_zip4"), 0) << "a coded list is not verified";
@@ -370,7 +357,7 @@ TEST_F(FreeFormList, FindsTheMovesOfTheSameListSplitAndCoded) {
     std::size_t coded = 0, differ = 0, moves = 0;
     std::string shown;
     for (std::size_t r = 1; r < a.size(); ++r) {
-        const std::vector<std::string> x = fields(a[r]), y = fields(b[r]);
+        const std::vector<std::string> x = csvFields(a[r]), y = csvFields(b[r]);
         ASSERT_EQ(x[0], y[0]) << "row " << r << " out of order";
         coded += x[zip4] == y[avZip4];
         moves += x[answer[0].first] == "A";
@@ -397,17 +384,17 @@ TEST_F(NcoaCommand, VerifyKeepsEveryInputColumnAndAddsTheStandardisedAddress) {
     ASSERT_EQ(r.status, 0) << r.err;
     const std::vector<std::string> in = splitLines(fileBytes(path("people.csv"))), out = splitLines(fileBytes(path("people-out.csv")));
     ASSERT_EQ(out.size(), in.size());
-    const std::vector<std::string> head = fields(out[0]);
+    const std::vector<std::string> head = csvFields(out[0]);
     ASSERT_EQ(head.size(), 7u + 15 + 1);
-    EXPECT_EQ(std::vector<std::string>(head.begin(), head.begin() + 7), fields(in[0]));
+    EXPECT_EQ(std::vector<std::string>(head.begin(), head.begin() + 7), csvFields(in[0]));
     EXPECT_EQ(head[7], "av_primary_number");
     EXPECT_EQ(head.back(), "ncoa_error");
     for (std::size_t i = 1; i < out.size(); ++i) {
-        const std::vector<std::string> got = fields(out[i]), want = fields(in[i]);
+        const std::vector<std::string> got = csvFields(out[i]), want = csvFields(in[i]);
         ASSERT_EQ(got.size(), head.size()) << out[i];
         EXPECT_EQ(std::vector<std::string>(got.begin(), got.begin() + static_cast<long>(want.size())), want) << out[i];
     }
-    const auto at = [&](std::size_t row, const char* column) { return fields(out[row])[columnOf(head, column)]; };
+    const auto at = [&](std::size_t row, const char* column) { return csvFields(out[row])[columnOf(head, column)]; };
     EXPECT_EQ(at(1, "av_primary_number"), "118");
     EXPECT_EQ(at(1, "av_pre_directional"), "W");
     EXPECT_EQ(at(1, "av_street_name"), "34TH");

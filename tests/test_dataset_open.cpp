@@ -12,6 +12,7 @@
 #include "DataSetWriter.h"
 #include "DataTables.h"
 #include "NCOA.h"
+#include "TestSupport.h"
 #include "World.h"
 #include "qvncoa.h"
 
@@ -67,9 +68,7 @@ protected:
     // Rewrites a header's lines through an edit.
     template <typename Edit>
     void editHeader(const std::string& rel, Edit edit) {
-        std::ifstream in(file(rel));
-        std::vector<std::string> lines;
-        for (std::string l; std::getline(in, l);) lines.push_back(l);
+        std::vector<std::string> lines = splitLines(fileBytes(file(rel)));
         edit(lines);
         std::ofstream out(file(rel), std::ios::trunc);
         for (const auto& l : lines) out << l << "\n";

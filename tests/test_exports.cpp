@@ -3,7 +3,6 @@
 // bind callers to internals and clash with a host's own copies.
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <filesystem>
 #include <string>
 #include <vector>

@@ -46,15 +46,6 @@ struct Answer {
     qvncoa_out_addr_t out;
 };
 
-void* openSet(const fs::path& root, unsigned flags) {
-    void* obj = nullptr;
-    char err[QVNCOA_ERROR_TEXT_SIZE] = {};
-    const int rc = qvncoa_init_data_obj(&obj, root.string().c_str(), kKb.c_str(), "", 2, nullptr, err, flags);
-    EXPECT_EQ(rc, QVNCOA_OK) << root << ": " << err;
-    if (rc != QVNCOA_OK) qvncoa_destroy_data_obj(&obj);
-    return obj;
-}
-
 Answer lookUp(void* obj, const Input& r) {
     Answer a;
     std::memset(&a.out, 0, sizeof a.out);
@@ -146,7 +137,7 @@ protected:
     static void expectSameAnswers(const WorldSets& w, size_t minCodes) {
         std::vector<Answer> expected;
         std::set<std::string> codes;
-        void* hash = openSet(w.hash, 0);
+        void* hash = openDataObj(w.hash.string());
         ASSERT_NE(hash, nullptr);
         for (const Input& r : w.list) {
             expected.push_back(lookUp(hash, r));
@@ -156,7 +147,7 @@ protected:
         EXPECT_GE(codes.size(), minCodes) << "the list should give a spread of return codes";
 
         // The hash set in memory answers as it does on disk.
-        void* hashMem = openSet(w.hash, 8);
+        void* hashMem = openDataObj(w.hash.string(), 8);
         ASSERT_NE(hashMem, nullptr);
         int memDiffer = 0;
         for (size_t i = 0; i < w.list.size(); ++i) {
@@ -168,7 +159,7 @@ protected:
         EXPECT_TRUE(codes.count("A")) << "the list should find moves";
 
         for (unsigned flags : {0u, 2u, 4u, 6u, 8u, 10u, 12u, 14u}) {
-            void* obj = openSet(w.flat, flags);
+            void* obj = openDataObj(w.flat.string(), flags);
             ASSERT_NE(obj, nullptr);
             EXPECT_EQ(static_cast<int>(QV_NCOA::tablesOf(obj)->fltKeySize),
                       static_cast<int>((flags & 6) == 6 ? 3 : (flags & 6) >> 1));
@@ -209,8 +200,8 @@ TEST_F(FlatSets, SyntheticListGetsTheHashAnswersOnDiskInMemoryWithEachIndexAndFr
 // and last of clk.flt.2, which belong to that file.
 TEST_F(FlatSets, EveryFilingDecodesAsInTheHashSetAndTheMiddleFileKeepsItsEnds) {
     const qvw::World& world = sets->generator->world();
-    void* hashObj = openSet(sets->synth.hash, 0);
-    void* flatObj = openSet(sets->synth.flat, 6);
+    void* hashObj = openDataObj(sets->synth.hash.string());
+    void* flatObj = openDataObj(sets->synth.flat.string(), 6);
     ASSERT_NE(hashObj, nullptr);
     ASSERT_NE(flatObj, nullptr);
     const QV_NCOA::CNCOA_DataTables& flat = *QV_NCOA::tablesOf(flatObj);

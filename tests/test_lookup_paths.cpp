@@ -17,6 +17,7 @@
 
 #include "DataSetWriter.h"
 #include "MatchflowWorld.h"
+#include "TestSupport.h"
 #include "World.h"
 #include "qv_proxy.h"
 #include "qvncoa.h"
@@ -119,13 +120,11 @@ TEST_P(MissingSearchFile, FailsTheSearchThatNeedsItWithTheCodeOfASearchByPath) {
 
 // The second pass over the sample, new addresses included, allocates nothing.
 TEST_P(MissingSearchFile, ALookupTakesNothingFromTheHeapOnceWarm) {
-    void* obj = nullptr;
-    char err[QVNCOA_ERROR_TEXT_SIZE] = {};
-    ASSERT_EQ(qvncoa_init_data_obj(&obj, master_.string().c_str(), kKb.c_str(), "", 2, nullptr, err, GetParam()),
-              QVNCOA_OK)
-        << err;
+    void* obj = openDataObj(master_.string(), GetParam());
+    ASSERT_NE(obj, nullptr);
     const std::vector<matchflow::Rec> recs = matchflow::sampleRecords();
     std::vector<qvncoa_out_addr_t> outs(recs.size());
+    char err[QVNCOA_ERROR_TEXT_SIZE] = {};
     unsigned long during = 0;
     for (int pass = 0; pass < 2; ++pass) {
         const unsigned long before = g_allocations.load();

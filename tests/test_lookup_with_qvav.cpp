@@ -13,6 +13,7 @@
 #include "DataSetWriter.h"
 #include "Synth.h"
 #include "qvav.h"
+#include "TestSupport.h"
 #include "qvncoa.h"
 
 namespace fs = std::filesystem;
@@ -44,10 +45,7 @@ protected:
 
     void SetUp() override {
         char err[QVNCOA_ERROR_TEXT_SIZE] = {};
-        ASSERT_EQ(qvncoa_init_data_obj(&obj_, root_.string().c_str(), QV_SOURCE_DIR "/data/namekb", "", 2, nullptr,
-                                       err, 0),
-                  QVNCOA_OK)
-            << err;
+        ASSERT_NE(obj_ = openDataObj(root_.string()), nullptr);
         ASSERT_EQ(qvav_open(&av_, root_.string().c_str(), err), 0) << err;
     }
     void TearDown() override {

@@ -14,6 +14,7 @@
 #include "DataSetWriter.h"
 #include "MatchflowWorld.h"
 #include "World.h"
+#include "TestSupport.h"
 #include "qvncoa.h"
 
 namespace fs = std::filesystem;
@@ -50,12 +51,8 @@ protected:
 fs::path MatchFlowThreads::root_;
 
 TEST_P(MatchFlowThreads, FourThreadsGetTheSingleThreadAnswers) {
-    void* obj = nullptr;
-    char err[QVNCOA_ERROR_TEXT_SIZE] = {};
-    ASSERT_EQ(qvncoa_init_data_obj(&obj, root_.string().c_str(), QV_SOURCE_DIR "/data/namekb", "", 2, nullptr, err,
-                                   GetParam()),
-              QVNCOA_OK)
-        << err;
+    void* obj = openDataObj(root_.string(), GetParam());
+    ASSERT_NE(obj, nullptr);
     const std::vector<matchflow::Rec> records = matchflow::sampleRecords();
     std::vector<Answer> expected;
     int found = 0;

@@ -199,10 +199,6 @@ TEST_F(NameParser, ListCorpusIsSplitRightInBothCases) {
     t.rightUpper += ok, all.rightUpper += ok;
     if (!ok) std::printf("  miss upper [%s] \"%s\": want %s, got %s\n", c.group.c_str(), in.c_str(), want.str().c_str(), got.str().c_str());
   }
-  std::printf("%-46s %12s %16s\n", "group", "as written", "upper, no punct");
-  for (const auto& [name, t] : groups)
-    std::printf("%-46s %5d/%-5d %9d/%-5d\n", name.c_str(), t.right, t.n, t.rightUpper, t.nUpper);
-  std::printf("%-46s %5d/%-5d %9d/%-5d\n", "all", all.right, all.n, all.rightUpper, all.nUpper);
   EXPECT_GE(all.right * 100, all.n * 98);
   EXPECT_GE(all.rightUpper * 100, all.nUpper * 98);
   // Every family of hard forms has its own group.

@@ -1,11 +1,7 @@
 // rules.lst loading and the rewriting of a name by the rule table.
 #include <gtest/gtest.h>
-#include <stdlib.h>
-#include <sys/stat.h>
 
 #include <cstring>
-#include <filesystem>
-#include <fstream>
 #include <memory>
 #include <string>
 
@@ -21,7 +17,7 @@ namespace {
 // Data object whose rule table is read from the given rules.lst text.
 std::unique_ptr<CNCOA_DataTables> withRules(const std::string& text) {
     TempRoot tmp;
-    std::ofstream(tmp.root + "/DVD 2/clk/rules.lst", std::ios::binary) << text;
+    tmp.write("DVD 2/clk/rules.lst", text);
     auto tables = std::make_unique<CNCOA_DataTables>();
     tables->setRoot(tmp.root.c_str());
     tables->readNameRules();
@@ -33,6 +29,12 @@ std::string ruleLine(const char* flags, const char* lens, const char* from, cons
     std::string from8(from);
     from8.resize(8, ' ');
     return std::string(flags) + lens + from8 + to + "\n";
+}
+
+// "LMR from/to lengths from|to" of a loaded rule, flags as Y or N.
+std::string shown(const nameRule& r) {
+    return std::string(r.left ? "Y" : "N") + (r.middle ? "Y" : "N") + (r.right ? "Y" : "N") + " " +
+           std::to_string(r.fromLen) + "/" + std::to_string(r.toLen) + " " + r.from.buf + "|" + r.to.buf;
 }
 
 std::string apply(const CNCOA_DataTables& tables, const char* name, int len = 20) {
@@ -58,27 +60,10 @@ TEST(NameRulesLoad, ColumnsFlagsAndShortLines) {
                        ruleLine("NNYA", "1", "B", "C") +   // length column not a digit: dropped
                        "YYY21" + std::string(8, 'Q') + "      \n");  // all-blank to: dropped
     ASSERT_EQ(4u, t->nameRules.size());
-    const nameRule& r0 = t->nameRules[0];
-    EXPECT_TRUE(r0.left);
-    EXPECT_FALSE(r0.middle);
-    EXPECT_TRUE(r0.right);
-    EXPECT_EQ(2, r0.fromLen);
-    EXPECT_EQ(1, r0.toLen);
-    EXPECT_STREQ("PH      ", r0.from.buf);
-    EXPECT_STREQ("F       ", r0.to.buf);
-
-    const nameRule& r1 = t->nameRules[1];
-    EXPECT_FALSE(r1.left) << "only an upper-case Y sets a flag";
-    EXPECT_TRUE(r1.middle);
-    EXPECT_FALSE(r1.right);
-    EXPECT_EQ(1, r1.fromLen);
-    EXPECT_EQ(2, r1.toLen);
-    EXPECT_STREQ("KS      ", r1.to.buf);
-
+    EXPECT_EQ(shown(t->nameRules[0]), "YNY 2/1 PH      |F       ");
+    EXPECT_EQ(shown(t->nameRules[1]), "NYN 1/2 X       |KS      ") << "only an upper-case Y sets a flag";
     EXPECT_EQ(0, t->nameRules[2].toLen);
-    EXPECT_STREQ("ABCDEFGH", t->nameRules[3].from.buf);
-    EXPECT_STREQ("IJKLMNOP", t->nameRules[3].to.buf);
-    EXPECT_EQ(8, t->nameRules[3].fromLen);
+    EXPECT_EQ(shown(t->nameRules[3]), "YYY 8/8 ABCDEFGH|IJKLMNOP");
 }
 
 TEST(NameRulesLoad, NoUsableRuleFailsAtFirstUse) {

@@ -28,6 +28,7 @@
 #include "NameRules.h"
 #include "UrbanizationLst.h"
 #include "qvs_auth.h"
+#include "TestSupport.h"
 
 namespace fs = std::filesystem;
 using namespace QV_NCOA;
@@ -110,20 +111,29 @@ void searchSha(const Filing& f, const CNCOA_DataTables& t, unsigned char* sha) {
     qvs_auth_get_sha1(key, sizeof key, sha);
 }
 
+// Set letter A, sequence 500, stripes and filters of `bytes`, and the one
+// address that new addresses point to.
+qvw::World baseWorld(unsigned bytes) {
+    qvw::World w;
+    w.dataset.setLetter = 'A';
+    w.dataset.sequence = 500;
+    w.dataset.filterBytes = w.dataset.stripeBytes = bytes;
+    w.places.push_back({"30301", "GA", "ATLANTA", "", "A30301"});
+    w.ranges.resize(1);
+    w.ranges[0].zip = "30301";
+    w.ranges[0].addonLow = w.ranges[0].addonHigh = "0020";
+    w.ranges[0].primaryLow = w.ranges[0].primaryHigh = "100";
+    return w;
+}
+
 class RoundTripTest : public ::testing::Test {
 protected:
     static void SetUpTestSuite() {
         root_ = fs::temp_directory_path() / ("qv-roundtrip-" + std::to_string(::getpid()));
         world_ = makeWorld();
         report_ = qvw::DataSetWriter(world_, root_.string()).write();
-        for (void** obj : {&disk_, &memory_}) {
-            char err[1024] = {};
-            unsigned flags = obj == &disk_ ? 0u : static_cast<unsigned>(QVNCOA_INIT_IN_MEMORY);
-            ASSERT_EQ(qvncoa_init_data_obj(obj, root_.string().c_str(), QV_SOURCE_DIR "/data/namekb", "", 2, nullptr,
-                                           err, flags),
-                      QVNCOA_OK)
-                << err;
-        }
+        disk_ = openDataObj(root_.string());
+        memory_ = openDataObj(root_.string(), QVNCOA_INIT_IN_MEMORY);
     }
     static void TearDownTestSuite() {
         qvncoa_destroy_data_obj(&disk_);
@@ -164,18 +174,10 @@ protected:
     static qvw::World makeWorld() {
         static CNCOA_DataTables noTables;
         const int year = CNCOA_HashLookup(noTables).getCurrentYear();
-        qvw::World w;
-        w.dataset.setLetter = 'A';
-        w.dataset.sequence = 500;
         // Small minimums and four letters for all ZIP groups: sections sized by
         // their load alone, about 1,000 filings a letter, the fullest filter.
-        w.dataset.filterBytes = w.dataset.stripeBytes = 64;
+        qvw::World w = baseWorld(64);
         for (int g = 0; g < 100; ++g) w.dataset.contentsLetters += "abcd"[g % 4];
-        w.places.push_back({"30301", "GA", "ATLANTA", "", "A30301"});
-        w.ranges.resize(1);
-        w.ranges[0].zip = "30301";
-        w.ranges[0].addonLow = w.ranges[0].addonHigh = "0020";
-        w.ranges[0].primaryLow = w.ranges[0].primaryHigh = "100";
         w.urbanizations.push_back({"009261520", "URB EL VEDADO"});
         for (int i = 0; i < 40; ++i) w.hints.push_back(letters(1, 7));
         world_.hints = w.hints;
@@ -289,8 +291,6 @@ TEST_F(RoundTripTest, EveryFilingIsFoundAndDecodesAsWritten) {
         const unsigned place = ((unsigned(p[0]) << 24) | (p[1] << 16) | (p[2] << 8) | p[3]) & (size - 1);
         EXPECT_EQ(mem.hashImage[letter - 'a'][c == 0 ? 1 : 7].buf[place], 255) << "cluster " << c;
     }
-    std::printf("[ round trip ] %zu filings found on disk and in memory; %zu stripe places marked taken\n",
-                world_.filings.size(), report_.stripeTakenPlaces);
 }
 
 TEST_F(RoundTripTest, AbsentKeysMissAndTheFilterRarelyLies) {
@@ -379,19 +379,6 @@ TEST_F(RoundTripTest, SideTablesAgreeWithTheWriter) {
     }
 }
 
-// A world of one place and one range: 30301, add-on 0020, house 112.
-qvw::World tinyWorld() {
-    qvw::World w;
-    w.dataset.setLetter = 'A';
-    w.dataset.sequence = 500;
-    w.places.push_back({"30301", "GA", "ATLANTA", "", "A30301"});
-    w.ranges.resize(1);
-    w.ranges[0].zip = "30301";
-    w.ranges[0].addonLow = w.ranges[0].addonHigh = "0020";
-    w.ranges[0].primaryLow = w.ranges[0].primaryHigh = "112";
-    return w;
-}
-
 // Two keys whose second digest block begins with 0 walk only a few places in
 // the last stripe; when those places agree in a stripe of 8 bytes, no marking
 // gives both a place there. The writer doubles the letter's stripes instead
@@ -431,8 +418,7 @@ TEST(RoundTripKeys, KeysWithNoPlaceGetLargerStripes) {
     }
     ASSERT_EQ(pair.size(), 2u) << "no two keys with the same walk";
 
-    qvw::World w = tinyWorld();
-    w.dataset.filterBytes = w.dataset.stripeBytes = 8;
+    qvw::World w = baseWorld(8);
     w.filings = pair;
     w.filings[1].toZip11 = "30301002034";
     const fs::path root = fs::temp_directory_path() / ("qv-grow-" + std::to_string(::getpid()));
@@ -440,12 +426,8 @@ TEST(RoundTripKeys, KeysWithNoPlaceGetLargerStripes) {
     EXPECT_EQ(report.stripesDoubled, 1u);
 
     for (unsigned flags : {0u, static_cast<unsigned>(QVNCOA_INIT_IN_MEMORY)}) {
-        void* obj = nullptr;
-        char err[1024] = {};
-        ASSERT_EQ(qvncoa_init_data_obj(&obj, root.string().c_str(), QV_SOURCE_DIR "/data/namekb", "", 2, nullptr, err,
-                                       flags),
-                  QVNCOA_OK)
-            << err;
+        void* obj = openDataObj(root.string(), flags);
+        ASSERT_NE(obj, nullptr);
         const CNCOA_DataTables& t = *tablesOf(obj);
         EXPECT_EQ(t.getHSXSize(1, t.contentsLst.at(55).letter), 16u);
         for (const Filing& f : w.filings) {
@@ -464,7 +446,8 @@ TEST(RoundTripKeys, KeysWithNoPlaceGetLargerStripes) {
 // though one thread remembers the names it has ruled.
 TEST(RoundTripKeys, EachDataObjectRulesNamesByItsOwnList) {
     static CNCOA_DataTables noTables;
-    qvw::World w = tinyWorld();
+    qvw::World w = baseWorld(64);
+    w.ranges[0].primaryLow = w.ranges[0].primaryHigh = "112";  // the new address: 112, delivery point 12
     Filing f;
     f.kind = Filing::Kind::Individual;
     f.name.first = "WILLIAM";  // LL closes up under the built-in rules

@@ -8,7 +8,6 @@
 
 #include <filesystem>
 #include <string>
-#include <vector>
 
 #include "DataSetWriter.h"
 #include "DataTables.h"
@@ -16,6 +15,7 @@
 #include "NCOA_Utils.h"
 #include "RV9.h"
 #include "World.h"
+#include "TestSupport.h"
 #include "qvncoa.h"
 
 namespace fs = std::filesystem;
@@ -23,7 +23,6 @@ using namespace QV_NCOA;
 
 namespace {
 
-const std::string kKb = QV_SOURCE_DIR "/data/namekb";
 
 std::string designatorRanges() {
     static const char* words[] = {"BSMT", "FRNT", "LBBY", "LOWR", "OFC", "PH", "REAR", "SIDE", "UPPR"};
@@ -86,9 +85,7 @@ protected:
         root_ = fs::temp_directory_path() / ("qv-rv9-" + std::to_string(::getpid()));
         fs::remove_all(root_);
         qvw::DataSetWriter(qvw::parseWorld(world()), root_.string()).write();
-        char err[QVNCOA_ERROR_TEXT_SIZE] = {};
-        ASSERT_EQ(qvncoa_init_data_obj(&obj_, root_.string().c_str(), kKb.c_str(), "", 2, nullptr, err, 0), 1000)
-            << err;
+        ASSERT_NE(obj_ = openDataObj(root_.string()), nullptr);
     }
     static void TearDownTestSuite() {
         qvncoa_destroy_data_obj(&obj_);
@@ -202,9 +199,8 @@ TEST_F(RV9Test, HintLetterBehindTheNumberOrAsUnit) {
 }
 
 TEST_F(RV9Test, InMemoryTablesVerifyTheSame) {
-    void* mem = nullptr;
-    char err[QVNCOA_ERROR_TEXT_SIZE] = {};
-    ASSERT_EQ(qvncoa_init_data_obj(&mem, root_.string().c_str(), kKb.c_str(), "", 2, nullptr, err, 8), 1000) << err;
+    void* mem = openDataObj(root_.string(), QVNCOA_INIT_IN_MEMORY);
+    ASSERT_NE(mem, nullptr);
     ASSERT_FALSE(tablesOf(mem)->dphHsaImage.empty());
     CNCOA_RV9 inMemory(*tablesOf(mem));
     EXPECT_TRUE(inMemory.getNewAddress("12345001312", "B", rec));

@@ -231,20 +231,9 @@ TEST(Zip9Expansion, RecordDigits) {
     rv9.expandZip9(rec, out);
     ASSERT_EQ(out.size(), 1u);
     const exp97& e = out[0];
-    EXPECT_EQ(e.addonLow, 6789u);
-    EXPECT_EQ(e.addonHigh, 6790u);
-    EXPECT_STREQ(e.primaryLow.buf, "0000000123");
-    EXPECT_STREQ(e.primaryHigh.buf, "0000000123");
-    EXPECT_EQ(e.primaryParity, 'E');
-    EXPECT_STREQ(e.secondaryDesignator.buf, "APT ");
-    EXPECT_STREQ(e.secondaryLow.buf, "00000012");
-    EXPECT_STREQ(e.secondaryHigh.buf, "        ");
-    EXPECT_EQ(e.secondaryParity, 'O');
-    EXPECT_STREQ(e.preDirectional.buf, "NW");
-    EXPECT_STREQ(e.postDirectional.buf, "W ");
-    EXPECT_STREQ(e.streetName.buf, "MAIN                        ");
-    EXPECT_STREQ(e.suffix.buf, "ST  ");
-    EXPECT_STREQ(e.carrierRoute.buf, "C001");
-    EXPECT_STREQ(e.lastLineNumber.buf, "L00001");
-    EXPECT_EQ(e.recordType, 'H');
+    EXPECT_EQ(std::to_string(e.addonLow) + "-" + std::to_string(e.addonHigh) + "|" + e.primaryLow.buf + "-" +
+                  e.primaryHigh.buf + e.primaryParity + "|" + e.secondaryDesignator.buf + e.secondaryLow.buf + "-" +
+                  e.secondaryHigh.buf + e.secondaryParity + "|" + e.preDirectional.buf + e.streetName.buf +
+                  e.suffix.buf + e.postDirectional.buf + "|" + e.carrierRoute.buf + e.lastLineNumber.buf + e.recordType,
+              "6789-6790|0000000123-0000000123E|APT 00000012-        O|NWMAIN                        ST  W |C001L00001H");
 }

@@ -35,22 +35,6 @@ namespace {
 const std::string kNcoa = QV_BINARY_DIR "/cli/ncoa";
 const std::string kList = QV_SOURCE_DIR "/data/sample/list.csv";
 
-std::string slurp(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::stringstream s;
-    s << in.rdbuf();
-    return s.str();
-}
-
-std::string sh(const std::string& cmd) {
-    std::string out;
-    FILE* p = ::popen(cmd.c_str(), "r");
-    char buf[4096];
-    for (std::size_t n; p != nullptr && (n = std::fread(buf, 1, sizeof buf, p)) > 0;) out.append(buf, n);
-    if (p != nullptr) ::pclose(p);
-    return out;
-}
-
 std::string sha256(const std::string& s) {
     unsigned char md[EVP_MAX_MD_SIZE];
     unsigned n = 0;
@@ -60,8 +44,6 @@ std::string sha256(const std::string& s) {
     for (unsigned i = 0; i < n; ++i) hex += (std::snprintf(b, sizeof b, "%02x", md[i]), b);
     return hex;
 }
-
-std::vector<std::string> fields(const std::string& line) { return csvFields(line); }
 
 class Serve : public ::testing::Test {
 protected:
@@ -73,8 +55,14 @@ protected:
         ASSERT_EQ(std::system(("'" + kNcoa + "' dataset build '" QV_SOURCE_DIR "/data/sample/world.json' '" + data +
                                "' --quiet").c_str()),
                   0);
+        // What `ncoa match` makes of the sample list: the answers lookups and jobs must give.
+        ASSERT_EQ(std::system(("'" + kNcoa + "' match --data '" + data + "' --in '" + kList + "' --out '" +
+                               (dir / "m.csv").string() + "' --report '" + (dir / "m.txt").string() +
+                               "' --list-name SPRING 2>/dev/null").c_str()),
+                  0);
         // The key file as the helper writes it: one digest per line.
-        const std::string digest = sh("printf alpha-key | '" + kNcoa + "' serve --hash-key");
+        int status = 0;
+        const std::string digest = shellOutput("printf alpha-key | '" + kNcoa + "' serve --hash-key", &status);
         ASSERT_EQ(digest, sha256("alpha-key") + "\n");
         std::ofstream(dir / "keys") << "# two customers\n" << digest << sha256("beta-key") << "  beta\n";
 
@@ -143,6 +131,10 @@ protected:
             *fdOut = fd;
             return "";
         }
+        return readAll(fd, seconds);
+    }
+    // What comes on `fd` until the server closes or `seconds` pass; closes it.
+    static std::string readAll(int fd, int seconds) {
         timeval tv{seconds, 0};
         ::setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &tv, sizeof tv);
         std::string got;
@@ -190,7 +182,7 @@ protected:
 
     // Uploads the sample list and waits for the job to end.
     static json runJob(const std::string& query = "") {
-        auto r = client().Post(("/v1/jobs" + query).c_str(), slurp(kList), "text/csv");
+        auto r = client().Post(("/v1/jobs" + query).c_str(), fileBytes(kList), "text/csv");
         if (!r || r->status != 202) return json();
         return waitEnd(body(r));
     }
@@ -202,28 +194,22 @@ protected:
 };
 
 TEST_F(Serve, LookupsAnswerEveryRowAsTheMatchCommandDoes) {
-    ASSERT_EQ(std::system(("'" + kNcoa + "' match --data '" + data + "' --in '" + kList + "' --out '" +
-                           (dir / "m.csv").string() + "' 2>/dev/null").c_str()),
-              0);
-    std::istringstream list(slurp(kList)), result(slurp((dir / "m.csv").string()));
-    const auto col = [](const std::vector<std::string>& h, const std::string& n) {
-        return static_cast<std::size_t>(std::find(h.begin(), h.end(), n) - h.begin());
-    };
+    std::istringstream list(fileBytes(kList)), result(fileBytes((dir / "m.csv").string()));
     json batch{{"records", json::array()}};
     std::vector<std::vector<std::string>> expected;
     std::string inLine, outLine;
     std::getline(list, inLine);
     std::getline(result, outLine);
-    const std::vector<std::string> head = fields(inLine), outHead = fields(outLine);
+    const std::vector<std::string> head = csvFields(inLine), outHead = csvFields(outLine);
     while (std::getline(list, inLine) && std::getline(result, outLine)) {
-        const std::vector<std::string> in = fields(inLine), out = fields(outLine);
-        const std::string name = in[col(head, "Name")];
-        batch["records"].push_back({{"name", name.empty() ? in[col(head, "Company")] : name},
-                                    {"pno", in[col(head, "Primary Number")]},
-                                    {"sno", in[col(head, "Secondary Number")]},
-                                    {"desc", in[col(head, "Secondary Designator")]},
-                                    {"zip9", in[col(head, "ZIP")] + in[col(head, "ZIP4")]},
-                                    {"type", in[col(head, "Record Type")]}});
+        const std::vector<std::string> in = csvFields(inLine), out = csvFields(outLine);
+        const std::string name = in[columnOf(head, "Name")];
+        batch["records"].push_back({{"name", name.empty() ? in[columnOf(head, "Company")] : name},
+                                    {"pno", in[columnOf(head, "Primary Number")]},
+                                    {"sno", in[columnOf(head, "Secondary Number")]},
+                                    {"desc", in[columnOf(head, "Secondary Designator")]},
+                                    {"zip9", in[columnOf(head, "ZIP")] + in[columnOf(head, "ZIP4")]},
+                                    {"type", in[columnOf(head, "Record Type")]}});
         expected.push_back(out);
     }
     ASSERT_EQ(expected.size(), 318u);
@@ -234,7 +220,7 @@ TEST_F(Serve, LookupsAnswerEveryRowAsTheMatchCommandDoes) {
     int moved = 0;
     for (std::size_t i = 0; i < expected.size(); ++i) {
         const json& a = got["answers"][i];
-        for (std::size_t k = col(outHead, "ncoa_return_code"); k + 1 < outHead.size(); ++k)
+        for (std::size_t k = columnOf(outHead, "ncoa_return_code"); k + 1 < outHead.size(); ++k)
             EXPECT_EQ(a[outHead[k].substr(5)], expected[i][k]) << "row " << i + 2 << " " << outHead[k];
         moved += a["return_code"] == "A";
     }
@@ -303,10 +289,6 @@ TEST_F(Serve, RefusalsAreJsonWithAFittingStatus) {
 }
 
 TEST_F(Serve, JobResultIsTheMatchCommandsFileAndStaysWithItsKey) {
-    ASSERT_EQ(std::system(("'" + kNcoa + "' match --data '" + data + "' --in '" + kList + "' --out '" +
-                           (dir / "m.csv").string() + "' --report '" + (dir / "m.txt").string() +
-                           "' --list-name SPRING 2>/dev/null").c_str()),
-              0);
     const json j = runJob("?list_name=SPRING");
     ASSERT_EQ(j["state"], "done") << j.dump();
     EXPECT_EQ(j["records"], 318);
@@ -316,11 +298,11 @@ TEST_F(Serve, JobResultIsTheMatchCommandsFileAndStaysWithItsKey) {
     auto c = client();
     auto result = c.Get(("/v1/jobs/" + id + "/result").c_str());
     ASSERT_EQ(result->status, 200);
-    EXPECT_EQ(result->body, slurp((dir / "m.csv").string()));
+    EXPECT_EQ(result->body, fileBytes((dir / "m.csv").string()));
     // The report is the command's, but for the date it was made.
     auto report = c.Get(("/v1/jobs/" + id + "/report").c_str());
     ASSERT_EQ(report->status, 200);
-    std::istringstream a(report->body), b(slurp((dir / "m.txt").string()));
+    std::istringstream a(report->body), b(fileBytes((dir / "m.txt").string()));
     int lines = 0;
     for (std::string x, y; std::getline(a, x) && std::getline(b, y); ++lines)
         if (x.find("Date") == std::string::npos) {
@@ -356,7 +338,7 @@ TEST_F(Serve, JobResultIsTheMatchCommandsFileAndStaysWithItsKey) {
 // that breaks off leaves a failed job and no file at all.
 TEST_F(Serve, ListIsMatchedWhileItArrives) {
     // Eight copies of the sample's rows: several of the pipeline's batches.
-    const std::string sample = slurp(kList);
+    const std::string sample = fileBytes(kList);
     const std::size_t headEnd = sample.find('\n') + 1;
     std::string list = sample;
     for (int i = 1; i < 8; ++i) list += sample.substr(headEnd);
@@ -397,7 +379,7 @@ TEST_F(Serve, ListIsMatchedWhileItArrives) {
     EXPECT_EQ(j["records"], 318 * 8);
     EXPECT_EQ(j["estimate"], 318 * 8);
     EXPECT_EQ(c.Get(("/v1/jobs/" + j["id"].get<std::string>() + "/result").c_str())->body,
-              slurp((dir / "big-m.csv").string()));
+              fileBytes((dir / "big-m.csv").string()));
 
     // Half a list, then the client goes. While it holds the only place in
     // the queue (--queue 1), another upload is turned away.
@@ -440,12 +422,7 @@ TEST_F(Serve, AFullConnectionQueueAnswers503) {
     EXPECT_NE(refused.find("Retry-After: 1"), std::string::npos) << refused;
     for (int fd : held) {
         ::send(fd, "Connection: close\r\n\r\n", 21, MSG_NOSIGNAL);
-        timeval tv{30, 0};
-        ::setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &tv, sizeof tv);
-        std::string got;
-        char buf[4096];
-        for (ssize_t n; (n = ::recv(fd, buf, sizeof buf, 0)) > 0;) got.append(buf, static_cast<std::size_t>(n));
-        ::close(fd);
+        const std::string got = readAll(fd, 30);
         EXPECT_EQ(got.rfind("HTTP/1.1 200", 0), 0u) << got;
     }
     ::kill(small, SIGTERM);
@@ -455,7 +432,7 @@ TEST_F(Serve, AFullConnectionQueueAnswers503) {
 }
 
 TEST_F(Serve, EveryDocumentedRouteIsServedAndNoOther) {
-    const json doc = json::parse(slurp(QV_SOURCE_DIR "/cli/web/openapi.json"));
+    const json doc = json::parse(fileBytes(QV_SOURCE_DIR "/cli/web/openapi.json"));
     auto c = client();
     EXPECT_EQ(json::parse(c.Get("/openapi.json")->body), doc);
     const json job = runJob();

@@ -7,8 +7,6 @@
 
 #include <cstring>
 #include <ctime>
-#include <fstream>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -20,12 +18,7 @@ namespace {
 
 using QV_NCOA::CNCOA_SummaryReport;
 
-std::vector<std::string> readLines(const std::string& path) {
-    std::ifstream in(path);
-    std::vector<std::string> lines;
-    for (std::string l; std::getline(in, l);) lines.push_back(l);
-    return lines;
-}
+std::vector<std::string> readLines(const std::string& path) { return splitLines(fileBytes(path)); }
 
 // Counters go in by byte offset, as a caller laid out to the record's
 // published offsets would put them.

@@ -1,16 +1,11 @@
 // Compiled word tables and their maps, the stripe table, and the count of
 // business.lst records at start-up.
 #include <gtest/gtest.h>
-#include <stdlib.h>
-#include <sys/stat.h>
 
 #include <algorithm>
 #include <cstring>
-#include <filesystem>
-#include <fstream>
 #include <memory>
 #include <string>
-#include <vector>
 
 #include "BusinessLst.h"
 #include "CompStrW_Words.h"
